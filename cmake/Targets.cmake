@@ -1,0 +1,54 @@
+# How this tree makes targets. Sources are found by pattern; a unit named *_win32.cpp needs Windows and is left
+# out elsewhere.
+
+# Compiler settings of all code of this project.
+add_library(vdipc_flags INTERFACE)
+target_compile_features(vdipc_flags INTERFACE cxx_std_20)
+target_include_directories(vdipc_flags INTERFACE "${PROJECT_SOURCE_DIR}/src")
+if(WIN32)
+  target_compile_definitions(vdipc_flags INTERFACE NOMINMAX WIN32_LEAN_AND_MEAN UNICODE _UNICODE _WIN32_WINNT=0x0A00)
+else()
+  find_package(Threads REQUIRED)
+  target_link_libraries(vdipc_flags INTERFACE Threads::Threads)
+endif()
+if(VDIPC_SANITIZE)
+  target_compile_options(vdipc_flags INTERFACE -fsanitize=${VDIPC_SANITIZE} -fno-sanitize-recover=all
+    -fno-omit-frame-pointer)
+  target_link_options(vdipc_flags INTERFACE -fsanitize=${VDIPC_SANITIZE})
+  if(CMAKE_CXX_COMPILER_ID MATCHES "Clang")
+    target_compile_options(vdipc_flags INTERFACE -fsanitize-ignorelist=${PROJECT_SOURCE_DIR}/cmake/sanitizer-ignore.txt)
+  endif()
+endif()
+if(VDIPC_COVERAGE)
+  target_compile_options(vdipc_flags INTERFACE --coverage -fprofile-abs-path -fprofile-update=atomic)
+  target_link_options(vdipc_flags INTERFACE --coverage)
+endif()
+
+function(vdipc_glob out)
+  list(TRANSFORM ARGN PREPEND "${CMAKE_CURRENT_SOURCE_DIR}/")
+  file(GLOB _found CONFIGURE_DEPENDS ${ARGN})
+  if(NOT WIN32)
+    list(FILTER _found EXCLUDE REGEX "_win32(_test)?\\.cpp$")
+  endif()
+  set(${out} ${_found} PARENT_SCOPE)
+endfunction()
+
+# vdipc_library(NAME SOURCES ... LINK ...): a static library, or a mere name as long as there are no sources.
+function(vdipc_library name)
+  cmake_parse_arguments(PARSE_ARGV 1 ARG "" "" "SOURCES;LINK")
+  if(ARG_SOURCES)
+    add_library(${name} STATIC ${ARG_SOURCES})
+    target_link_libraries(${name} PUBLIC vdipc_flags ${ARG_LINK})
+  else()
+    add_library(${name} INTERFACE)
+    target_link_libraries(${name} INTERFACE vdipc_flags ${ARG_LINK})
+  endif()
+endfunction()
+
+# Names the precompiled headers of a target; system headers only, so that they never hide a missing include
+# of a header of our own.
+function(vdipc_precompile name)
+  if(VDIPC_PRECOMPILED_HEADERS AND NOT VDIPC_COVERAGE)
+    target_precompile_headers(${name} PRIVATE ${ARGN})
+  endif()
+endfunction()

@@ -1,0 +1,28 @@
+# The one place where versions stand: what is installed with the package manager, and which sources are built here.
+# Read by ./dev and by cmake/build-dependencies.sh.
+
+# Packages that a build and its tests need (Debian 12 names).
+VDIPC_PACKAGES=(
+  g++-mingw-w64-x86-64-posix # the cross compiler, POSIX threads
+  lld                        # links its test programs
+  g++ libc6-dev clang        # native compilers: for the dependencies, and for the sanitizer builds
+  libclang-rt-14-dev         # the sanitizers' run-times
+  cmake ninja-build
+  dpkg-dev                   # unpacks source packages
+  wine wine64                # runs what the cross compiler makes
+  locales                    # localedef, for the tests under code page 936
+  rapidjson-dev libcli11-dev # header-only libraries
+  python3
+)
+
+# What ./dev check and ./dev format need on top.
+VDIPC_CHECK_PACKAGES=(clang-format clang-tidy)
+
+# Source packages: name, upstream version. The newest revision of that very version is taken.
+VDIPC_SOURCES=(
+  "libjsoncpp 1.9.5"
+  "fmtlib 9.1.0"
+  "googletest 1.12.1"
+  "benchmark 1.7.1"
+  "cpp-httplib 0.11.4"
+)

@@ -1,0 +1,25 @@
+#include "common/Guid.h"
+
+#include <windows.h>
+
+#include <objbase.h>
+
+#include <algorithm>
+#include <iterator>
+
+namespace vdipc {
+
+Guid CreateGuid() {
+    GUID made = {};
+    Guid guid;
+    if (FAILED(CoCreateGuid(&made))) {
+        return guid;
+    }
+    guid.data1 = made.Data1;
+    guid.data2 = made.Data2;
+    guid.data3 = made.Data3;
+    std::copy(std::begin(made.Data4), std::end(made.Data4), std::begin(guid.data4));
+    return guid;
+}
+
+}  // namespace vdipc

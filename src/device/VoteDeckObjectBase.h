@@ -1,0 +1,159 @@
+// What all device objects share: per-keypad records of question, answer and text, key filtering, saving of
+// recordings, speech requests and events. Everything here is touched on the task thread alone, and nothing is
+// locked.
+#pragma once
+
+#include "device/IVoteDeckObject.h"
+
+#include <cstddef>
+#include <cstdint>
+#include <functional>
+#include <map>
+#include <memory>
+#include <optional>
+#include <set>
+#include <string>
+#include <vector>
+
+namespace vdipc {
+
+/// The last question of a keypad. Born stopped: only a new question opens it.
+struct QuestionRecord {
+    bool stopped = true;
+    CommandAsk ask;
+};
+
+/// The answer so far; `key_event.key` holds what the pupil has chosen.
+struct AnswerRecord {
+    bool finished = false;
+    EventKeyPressed key_event;
+};
+
+class VoteDeckObjectBase : public IVoteDeckObject {
+public:
+    explicit VoteDeckObjectBase(DeviceType device_type);
+    VoteDeckObjectBase(const VoteDeckObjectBase&) = delete;
+    VoteDeckObjectBase& operator=(const VoteDeckObjectBase&) = delete;
+    ~VoteDeckObjectBase() override;
+
+    void SetEventListener(IVoteDeckObjectEvent* listener) override;
+    void SetAudioFileStorageBasePath(const std::string& path) override;
+    void HandleAsk(const CommandAsk& ask) override;
+    void HandleStop(const CommandStop& stop) override;
+    void HandleText(const CommandText& text) override;
+    void HandleDrop(const CommandDrop& drop) override;
+    void ClearTextForAllDevices() override;
+    std::int32_t GetDeviceStatus() override;
+    DeviceInfoRecord GetDeviceInfo() override;
+    bool CheckLastQuestionCustom(const std::string& device, const std::string& custom) override;
+    std::set<std::string> GetActivatedDeviceSet() override;
+    void SetActivatedDeviceSet(std::set<std::string> devices) override;
+
+protected:
+    friend struct VoteDeckObjectBaseAccess;
+
+    // Ids and the way up.
+    std::string WrapDeviceID(std::uint32_t number) const;
+    std::uint32_t ParseDeviceID(std::string id) const;
+    std::string GenerateEventId() const;
+    void SendTrackwire(CTrackwire& record);
+    void SendIPCMesage(const std::string& text);
+    /// Any thread. Without a listener the task is dropped unrun.
+    void PostTask(std::function<void()> task);
+    /// Any thread. As PostTask, for a task that uses the object: it is dropped unrun when the object is gone by
+    /// the time of its turn.
+    void PostOwnTask(std::function<void()> task);
+
+    // Questions and keys.
+    void StartNewQuestionRecord(const CommandAsk& ask);
+    void StopLastQuestionRecord(const std::string& device);
+    void EraseLastAnswer(const std::string& device);
+    QuestionRecord* FindLastQuestion(const std::string& device);
+    bool IsLastAnswerFinished(const std::string& device);
+    bool FilterKeyEvent(std::int32_t type, std::int32_t value, AnswerRecord& answer);
+    std::string KeyToString(std::int32_t value) const;
+
+    /// What a key press comes to, in the task that the hardware's key callback posts: dropped, collected, or
+    /// sent. `log_need_send` is called between the decision and the sending, for a key that reached the
+    /// decision.
+    void RunKeyPath(std::uint32_t number, std::int32_t key_value, std::uint32_t signal_strength,
+                    const std::function<void(const std::string& device, bool need_send)>& log_need_send);
+
+    // Text records and drops.
+    void CreateTextRecordForDevice(const std::string& device);
+    void EraseTextRevordForDevice(const std::string& device);
+    void EraseDeviceFromDropSet(const std::string& device);
+
+    // Recordings.
+    /// What a recording comes to, in the task that the hardware's audio callback posts: saved as a file, and
+    /// passed on as the keypad's question asks. `audio` is a WAV image, read during the call only.
+    /// `error_number` is the result of the hardware's own test of the recording, 0 for good; without a value
+    /// (hardware that tests nothing) no recording is bad.
+    void RunAudioPath(std::uint32_t number, const std::vector<std::uint8_t>& audio, double lost_package_rate,
+                      std::optional<std::int32_t> error_number);
+    /// Writes the bytes as they came, and returns the file's name without its directory. A file that can't be
+    /// opened changes nothing else.
+    std::string SaveAudioFile(std::uint32_t number, const std::uint8_t* data, std::size_t size,
+                              const std::string& prefix);
+    void RequestRecognize(const std::string& device, const std::string& file_name, const std::string& custom,
+                          const std::uint8_t* data, std::size_t size, double lost_package_rate);
+    /// The evaluation requests carry a copy of the bytes, made with new[]. The listener takes it over,
+    /// whatever it does with the request; without a listener it is freed here.
+    void RequestEvaluation(const std::string& device, const std::string& file_name, const CommandAsk& ask,
+                           const std::uint8_t* data, std::size_t size, double lost_package_rate);
+    void RequestSingleEvaluation(const std::string& device, const std::string& file_name,
+                                 const CommandAsk& ask, const std::uint8_t* data, std::size_t size,
+                                 double lost_package_rate);
+    void RequestMultipleEvaluation(const std::string& device, const std::string& file_name,
+                                   const CommandAsk& ask, const std::uint8_t* data, std::size_t size,
+                                   std::int32_t selector, double lost_package_rate);
+
+    // Events and notifications.
+    void SendEventActivated(const std::string& device);
+    void SendEventInactivated(const std::string& device);
+    void SendEventKeyPressed(const std::string& device, std::uint32_t signal_strength);
+    void SendEventEvaluated(const EventEvaluated& record);
+    void SendEventVoiceRecord(const EventVoiceRecord& record);
+    void SendEventVoiceEvaluated(const EventVoiceEvaluated& record);
+    void SendEventArrived();
+    void SendEventRemoved();
+    void NotifyBadStatusForRV2();
+    void NotifyActiveDevicesChanged();
+    void NotifyStatusChanged();
+
+    IVoteDeckObjectEvent* listener_ = nullptr;  // not owned
+    const DeviceType device_type_;
+    std::int32_t status_ = kDeviceStatusUnknown;
+    DeviceInfoRecord device_info_;
+    std::map<std::string, QuestionRecord> last_question_map_;
+    std::map<std::string, AnswerRecord> last_answer_map_;
+    std::map<std::string, CommandText> text_record_map_;  // its keys are the activated devices
+    std::set<std::string> dropped_device_set_;
+    std::map<std::string, EvaluateRequest> reserved_request_map_;
+    std::set<std::string> reserved_id_set_;
+    std::string audio_file_storage_base_path_;
+    const char* const all_devices_id_ = "0";
+    const std::uint64_t all_devices_number_ = 0;
+    const char* const trackwire_key_action_ = "Action";
+    const char* const trackwire_key_uniq_id_ = "uniq_id";
+    const char* const trackwire_key_get_device_info_ = "vdk_get_device_info";
+    const char* const trackwire_key_result_ = "result";
+    const char* const trackwire_key_retry_times_ = "retry_times";
+    const char* const trackwire_key_device_name_ = "device_name";
+    const char* const trackwire_key_channel_ = "channel";
+    const char* const trackwire_key_rssi_ = "rssi";
+
+private:
+    // A task can outlive its object in the queue: objects go at a stop, and what is queued by then may run after
+    // the next start.
+    std::shared_ptr<const bool> alive_ = std::make_shared<const bool>(true);
+
+    void CoverQuestionRecord(const std::string& device, const CommandAsk& ask);
+    bool CollectChoice(std::int32_t value, AnswerRecord& answer);
+    bool MayEvaluateStems(const std::string& device, const std::string& file_name, const CommandAsk& ask,
+                          std::optional<std::int32_t> error_number);
+    bool MayEvaluateParam(const std::string& device, const std::string& file_name, const CommandAsk& ask,
+                          std::optional<std::int32_t> error_number);
+};
+
+}  // namespace vdipc

@@ -1,0 +1,266 @@
+// Recordings: saved as files, and passed on to the speech engines. A speech request carries the event that
+// its result will fill in as its id, so that nothing needs to be remembered until then.
+#include "common/Clock.h"
+#include "common/Log.h"
+#include "common/StandardErrors.h"
+#include "common/TextEncoding.h"
+#include "device/VoteDeckObjectBase.h"
+#include "messages/MessageCodec.h"
+
+#include <algorithm>
+#include <cstdio>
+#include <memory>
+
+namespace vdipc {
+namespace {
+
+constexpr char kAudioFileExtension[] = "wav";
+constexpr std::int32_t kMultipleSelector = 0;
+constexpr std::int32_t kMultipleChineseSelector = 1;
+
+std::FILE* OpenForWriting(const std::string& path) {
+#if defined(_MSC_VER)
+#pragma warning(suppress : 4996)  // it would have the compiler's own fopen_s
+#endif
+    return std::fopen(path.c_str(), "wb");
+}
+
+template <typename Event>
+std::string EncodeTemplate(const std::string& device, const std::string& file_name, const std::string& custom,
+                           double lost_package_rate) {
+    Event event;
+    event.device = device;
+    event.extra = file_name;
+    event.custom = custom;
+    event.lost_package_rate = lost_package_rate;
+    return MessageCodec::EncodeEvent(event);
+}
+
+/// Holds the copy of a request's bytes until somebody takes it over.
+class AudioCopy {
+public:
+    /// No bytes make no block, since nobody frees a block of size 0.
+    AudioCopy(const std::uint8_t* data, std::size_t size)
+        : bytes_(size > 0 ? new std::uint8_t[size] : nullptr), size_(size) {
+        std::copy_n(data, size, bytes_.get());
+    }
+
+    void PutInto(EvaluateRequest& request) {
+        request.audio_size = size_;
+        request.audio_data = bytes_.release();
+    }
+
+private:
+    std::unique_ptr<std::uint8_t[]> bytes_;
+    std::size_t size_;
+};
+
+std::string JoinWithCommas(const std::vector<std::string>& texts) {
+    std::string joined;
+    for (std::size_t i = 0; i < texts.size(); ++i) {
+        joined += i == 0 ? texts[i] : "," + texts[i];
+    }
+    return joined;
+}
+
+/// A request about the question's stems, which go to the engine in UTF-8. The bytes stay out.
+EvaluateRequest MakeStemsRequest(const std::string& device, const std::string& file_name,
+                                 const CommandAsk& ask, double lost_package_rate) {
+    EvaluateRequest request;
+    request.request_id =
+        EncodeTemplate<EventVoiceEvaluated>(device, file_name, ask.custom, lost_package_rate);
+    for (const std::string& stem : ask.stems) {
+        request.stems.push_back(ToUtf8(stem));
+    }
+    return request;
+}
+
+}  // namespace
+
+std::string VoteDeckObjectBase::SaveAudioFile(std::uint32_t number, const std::uint8_t* data,
+                                              std::size_t size, const std::string& prefix) {
+    VD_LOG_ENTRY();
+    // Nothing guards against two recordings of one keypad in the same tick.
+    const std::string name =
+        PrintBounded260("%s%u-%x.%s", prefix.c_str(), number, GetTickCountNow(), kAudioFileExtension);
+    const std::string path = PrintBounded260("%s\\%s", audio_file_storage_base_path_.c_str(), name.c_str());
+    std::FILE* const file = OpenForWriting(path);
+    if (file != nullptr) {
+        if (size > 0) {  // no bytes may mean no pointer
+            std::fwrite(data, 1, size, file);
+        }
+        std::fclose(file);
+    }
+    return name;
+}
+
+void VoteDeckObjectBase::RunAudioPath(std::uint32_t number, const std::vector<std::uint8_t>& audio,
+                                      double lost_package_rate, std::optional<std::int32_t> error_number) {
+    const std::string device = WrapDeviceID(number);
+    const QuestionRecord* const question = FindLastQuestion(device);
+    if (question == nullptr) {
+        return;
+    }
+    const CommandAsk& ask = question->ask;
+    const std::uint8_t* const data = audio.data();
+    const std::size_t size = audio.size();
+    const std::string name = SaveAudioFile(number, data, size, ask.audio_file_name_prefix);
+    VD_LOG(LogLevel::Debug, "{}:{} saved audio file {}", name);
+    if (question->stopped) {
+        return;
+    }
+    if (error_number.has_value()) {
+        VD_LOG(LogLevel::Debug, "{}:{} last question found, custom={}", ask.custom);
+    } else {
+        VD_LOG(LogLevel::Debug, "{}:{} lastquestion found, custom={}", ask.custom);
+    }
+    switch (ask.type) {
+    case QuestionType::Audio:
+        // A bad recording is sent for recognition all the same.
+        RequestRecognize(device, name, ask.custom, data, size, lost_package_rate);
+        break;
+    case QuestionType::VoiceEvaluationSingle:
+        VD_LOG(LogLevel::Debug, "{}:{} QuestionType::VoiceEvaluationSingle");
+        if (MayEvaluateStems(device, name, ask, error_number)) {
+            RequestSingleEvaluation(device, name, ask, data, size, lost_package_rate);
+        }
+        break;
+    case QuestionType::VoiceEvaluationMultiple:
+        VD_LOG(LogLevel::Debug, "{}:{} QuestionType::VoiceEvaluationMultiple");
+        if (MayEvaluateStems(device, name, ask, error_number)) {
+            RequestMultipleEvaluation(device, name, ask, data, size, kMultipleSelector, lost_package_rate);
+        }
+        break;
+    case QuestionType::VoiceEvaluationMultiple_CHN:
+        VD_LOG(LogLevel::Debug, "{}:{} QuestionType::VoiceEvaluationMultiple_CHN");
+        if (MayEvaluateStems(device, name, ask, error_number)) {
+            RequestMultipleEvaluation(device, name, ask, data, size, kMultipleChineseSelector,
+                                      lost_package_rate);
+        }
+        break;
+    case QuestionType::VoiceEvaluation:
+        VD_LOG(LogLevel::Debug, "{}:{} QuestionType::VoiceEvaluation");
+        if (MayEvaluateParam(device, name, ask, error_number)) {
+            RequestEvaluation(device, name, ask, data, size, lost_package_rate);
+        }
+        break;
+    case QuestionType::VoiceRecord: {
+        VD_LOG(LogLevel::Debug, "{}:{} QuestionType::VoiceRecord");
+        EventVoiceRecord event;  // goes out without an id
+        event.device = device;
+        event.extra = name;
+        event.custom = ask.custom;
+        event.lost_package_rate = lost_package_rate;
+        SendEventVoiceRecord(event);
+        break;
+    }
+    default:
+        break;
+    }
+}
+
+bool VoteDeckObjectBase::MayEvaluateStems(const std::string& device, const std::string& file_name,
+                                          const CommandAsk& ask, std::optional<std::int32_t> error_number) {
+    if (ask.stems.empty()) {
+        VD_LOG(LogLevel::Debug, "{}:{} cause stems is empty do not request evaluator");
+        return false;
+    }
+    if (!error_number.has_value()) {
+        return true;
+    }
+    EventVoiceEvaluated event;
+    event.id = GenerateEventId();
+    event.device = device;
+    event.extra = file_name;
+    event.custom = ask.custom;
+    event.score = *error_number;
+    // Encoded for good recordings too, and the text is not used.
+    MessageCodec::EncodeEvent(event);
+    if (*error_number == 0) {
+        return true;
+    }
+    VD_LOG(LogLevel::Debug, "{}:{} audio error do not request evaluator");
+    SendEventVoiceEvaluated(event);
+    return false;
+}
+
+bool VoteDeckObjectBase::MayEvaluateParam(const std::string& device, const std::string& file_name,
+                                          const CommandAsk& ask, std::optional<std::int32_t> error_number) {
+    if (ask.param.empty()) {
+        VD_LOG(LogLevel::Debug, "{}:{} cause param stringify is empty do not request evaluator");
+        return false;
+    }
+    if (!error_number.has_value()) {
+        return true;
+    }
+    EventEvaluated event;
+    event.id = GenerateEventId();
+    event.device = device;
+    event.extra = file_name;
+    event.custom = ask.custom;
+    event.error = *error_number;
+    MessageCodec::EncodeEvent(event);
+    if (*error_number == 0) {
+        return true;
+    }
+    VD_LOG(LogLevel::Debug, "{}:{} audio error do not request evaluator");
+    SendEventEvaluated(event);
+    return false;
+}
+
+void VoteDeckObjectBase::RequestRecognize(const std::string& device, const std::string& file_name,
+                                          const std::string& custom, const std::uint8_t* data,
+                                          std::size_t size, double lost_package_rate) {
+    VD_LOG_ENTRY();
+    RecognizeRequest request;
+    request.request_id = EncodeTemplate<EventAudioRecognized>(device, file_name, custom, lost_package_rate);
+    // Not copied: the engine takes what it needs before the call returns.
+    request.audio_data = data;
+    request.audio_size = size;
+    VD_LOG(LogLevel::Info, "{}:{} recognize request_id={}, voice_size={}", request.request_id, size);
+    if (listener_ != nullptr) {
+        listener_->RequestRecognize(request);
+    }
+}
+
+void VoteDeckObjectBase::RequestEvaluation(const std::string& device, const std::string& file_name,
+                                           const CommandAsk& ask, const std::uint8_t* data, std::size_t size,
+                                           double lost_package_rate) {
+    EvaluateRequest request;
+    request.request_id = EncodeTemplate<EventEvaluated>(device, file_name, ask.custom, lost_package_rate);
+    request.param_stringify = ask.param;
+    AudioCopy copy(data, size);
+    if (listener_ != nullptr) {
+        copy.PutInto(request);
+        listener_->RequestEvaluation(file_name, request);
+    }
+}
+
+void VoteDeckObjectBase::RequestSingleEvaluation(const std::string& device, const std::string& file_name,
+                                                 const CommandAsk& ask, const std::uint8_t* data,
+                                                 std::size_t size, double lost_package_rate) {
+    EvaluateRequest request = MakeStemsRequest(device, file_name, ask, lost_package_rate);
+    AudioCopy copy(data, size);
+    VD_LOG(LogLevel::Info, "{}:{} evaluator sent online request_id={}, voice_size={}, stems=[{}]",
+           request.request_id, size, JoinWithCommas(ask.stems));
+    if (listener_ != nullptr) {
+        copy.PutInto(request);
+        listener_->RequestSingleEvaluation(file_name, request);
+    }
+}
+
+void VoteDeckObjectBase::RequestMultipleEvaluation(const std::string& device, const std::string& file_name,
+                                                   const CommandAsk& ask, const std::uint8_t* data,
+                                                   std::size_t size, std::int32_t selector,
+                                                   double lost_package_rate) {
+    EvaluateRequest request = MakeStemsRequest(device, file_name, ask, lost_package_rate);
+    AudioCopy copy(data, size);
+    VD_LOG(LogLevel::Info, "{}:{} evaluator sent online request_id={}, voice_size={}, stems=[{}]",
+           request.request_id, size, JoinWithCommas(ask.stems));
+    if (listener_ != nullptr) {
+        copy.PutInto(request);
+        listener_->RequestMultipleEvaluation(file_name, request, selector);
+    }
+}
+
+}  // namespace vdipc

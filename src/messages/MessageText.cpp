@@ -1,0 +1,48 @@
+#include "messages/MessageText.h"
+
+#include "common/TextEncoding.h"
+
+#include <memory>
+
+namespace vdipc::message_text {
+
+bool Parse(const std::string& text, Json::Value* root) {
+    const Json::CharReaderBuilder builder;
+    const std::unique_ptr<Json::CharReader> reader(builder.newCharReader());
+    std::string errors;
+    return reader->parse(text.data(), text.data() + text.size(), root, &errors);
+}
+
+bool ParseMessage(const std::string& text, const char* type_key, Json::Value* root, std::string* name) {
+    if (!Parse(text, root) || !root->isObject()) {
+        return false;
+    }
+    const Json::Value& object = *root;
+    return object[type_key] != Json::Value::nullSingleton() && ReadText(object, type_key, name);
+}
+
+bool ParseMessageNamed(const std::string& text, const char* type_key, const char* name, Json::Value* root) {
+    std::string found;
+    return ParseMessage(text, type_key, root, &found) && found == name;
+}
+
+bool ReadText(const Json::Value& object, const char* key, std::string* field) {
+    const Json::Value& value = object[key];
+    if (!value.isString()) {
+        return false;
+    }
+    *field = ToActiveCodePage(value.asString());
+    return true;
+}
+
+Json::Value WireText(const std::string& text) {
+    return Json::Value(ToUtf8(text));
+}
+
+std::string Finish(const Json::Value& root) {
+    // The strings inside are UTF-8 already. Converting the whole once more belongs to the format; it changes
+    // nothing as long as the writer escapes everything beyond ASCII.
+    return ToUtf8(root.toStyledString());
+}
+
+}  // namespace vdipc::message_text

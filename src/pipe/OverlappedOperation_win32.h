@@ -1,0 +1,20 @@
+// The record and the buffer of one overlapped operation. An operation that is given up is not cancelled: the system goes
+// on using both until it completes by itself, or until the pipe is closed.
+#pragma once
+
+#include <windows.h>
+
+#include <memory>
+#include <vector>
+
+namespace vdipc {
+
+struct OverlappedOperation {
+    OVERLAPPED overlapped = {};
+    std::vector<char> buffer;
+};
+
+/// Frees an operation that is done; keeps another one as long as the system needs it. Any thread.
+void ReleaseOperation(std::unique_ptr<OverlappedOperation> operation);
+
+}  // namespace vdipc

@@ -1,0 +1,71 @@
+// Traffic on one connected server end of the pipe: a reader thread that hands each frame to a callback, and a writer
+// thread fed by a queue.
+#pragma once
+
+#include "common/Event.h"
+#include "pipe/PipeData.h"
+
+#include <atomic>
+#include <condition_variable>
+#include <cstdint>
+#include <deque>
+#include <functional>
+#include <memory>
+#include <mutex>
+#include <thread>
+
+namespace vdipc {
+
+using PipeHandle = void*;
+
+/// Handle value that stands for no pipe.
+PipeHandle InvalidPipeHandle();
+
+/// Lives from the moment that a client has connected until the client is dropped; an object that exists has been
+/// started. A read failure ends the reader, and the object then waits for its owner to destroy it.
+class PipeIO {
+public:
+    using DataCallback = std::function<void(const PipeData&)>;
+    using ErrorCallback = std::function<void()>;
+
+    /// The handle is borrowed. Both callbacks run on the reader thread; the error callback comes at most once, and must
+    /// not destroy the object.
+    PipeIO(PipeHandle pipe, DataCallback data_callback, ErrorCallback error_callback);
+    PipeIO(const PipeIO&) = delete;
+    PipeIO& operator=(const PipeIO&) = delete;
+    /// Stops; frames still queued are freed unsent.
+    virtual ~PipeIO();
+
+    void Start();
+    /// Ends and joins both threads. No system operation is cancelled: whoever owns the handle disconnects it afterwards.
+    void Stop();
+    /// Queues a deep copy. Any thread; never waits for the pipe, and reports nothing.
+    void Send(const PipeData& data);
+
+private:
+    friend struct PipeIOAccess;
+
+    void ReadThread();
+    void WriteThread();
+    /// One overlapped operation each: the number of bytes that the system reports, 0 on every failure.
+    std::uint32_t Read(void* buffer, std::uint32_t count);
+    std::uint32_t Write(const void* buffer, std::uint32_t count);
+    /// Waits for the operation in progress, without time-out. An operation that was begun while Stop was looking for its
+    /// event is not waited for: nobody would signal it.
+    void WaitForOperation(const std::atomic<EventHandle>& event);
+
+    const PipeHandle pipe_;  // owned by PipeServer
+    // The event of the operation in progress, or null. Stop signals and nulls it from outside, without a lock.
+    std::atomic<EventHandle> write_event_{nullptr};
+    std::atomic<EventHandle> read_event_{nullptr};
+    std::unique_ptr<std::thread> write_thread_;
+    std::unique_ptr<std::thread> read_thread_;
+    DataCallback data_callback_;
+    ErrorCallback error_callback_;
+    std::atomic<bool> running_{false};
+    std::mutex mutex_;  // guards send_queue_ alone, never held during I/O
+    std::deque<PipeData> send_queue_;
+    std::condition_variable send_cond_;
+};
+
+}  // namespace vdipc

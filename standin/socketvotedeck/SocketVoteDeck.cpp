@@ -1,0 +1,7 @@
+#include "drivers/closed/SocketVoteDeck.h"
+
+#include "classroom/Api.h"
+
+ISocketVoteDeck* CreateVoteDeckObj() {
+    return vdipc::classroom::MakeStation();
+}

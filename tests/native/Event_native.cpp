@@ -1,0 +1,105 @@
+// Events as descriptors, so that one can wait for an event and a socket at once. A handle is a number that is never
+// used twice: a closed one is known as closed.
+#include "common/Event.h"
+#include "native/NativeSeam.h"
+
+#include <chrono>
+#include <map>
+#include <mutex>
+
+#include <poll.h>
+#include <sys/eventfd.h>
+#include <unistd.h>
+
+namespace vdipc {
+namespace {
+
+std::mutex g_mutex;
+std::uintptr_t g_last = 0x1000;
+std::map<EventHandle, int>& Events() {
+    static std::map<EventHandle, int>& events = *new std::map<EventHandle, int>();
+    return events;
+}
+
+thread_local std::uint32_t t_last_error = 0;
+
+}  // namespace
+
+EventHandle CreateAutoResetEvent() {
+    const int descriptor = eventfd(0, EFD_NONBLOCK | EFD_CLOEXEC);
+    std::lock_guard lock(g_mutex);
+    g_last += 4;
+    const auto handle = reinterpret_cast<EventHandle>(g_last);
+    Events()[handle] = descriptor;
+    return handle;
+}
+
+bool SignalEvent(EventHandle event) {
+    std::lock_guard lock(g_mutex);
+    const auto found = Events().find(event);
+    if (found == Events().end()) {
+        return false;
+    }
+    const std::uint64_t one = 1;
+    return write(found->second, &one, sizeof one) == sizeof one;
+}
+
+std::uint32_t WaitForEvent(EventHandle event, std::uint32_t milliseconds) {
+    return WaitForEitherEvent(event, event, milliseconds);
+}
+
+std::uint32_t WaitForEitherEvent(EventHandle first, EventHandle second, std::uint32_t milliseconds) {
+    const auto deadline = std::chrono::steady_clock::now() + std::chrono::milliseconds(milliseconds);
+    pollfd descriptors[] = {{test::NativeEventDescriptor(first), POLLIN, 0},
+                            {test::NativeEventDescriptor(second), POLLIN, 0}};
+    if (descriptors[0].fd < 0 || descriptors[1].fd < 0) {
+        return kWaitFailed;
+    }
+    while (true) {
+        for (std::uint32_t i = 0; i < 2; ++i) {
+            std::uint64_t count = 0;
+            if (read(descriptors[i].fd, &count, sizeof count) == sizeof count) {
+                return i;
+            }
+        }
+        const auto left =
+            std::chrono::duration_cast<std::chrono::milliseconds>(deadline - std::chrono::steady_clock::now())
+                .count();
+        if (milliseconds != kWaitForever && left <= 0) {
+            return kWaitTimeout;
+        }
+        poll(descriptors, 2, milliseconds == kWaitForever ? -1 : static_cast<int>(left));
+    }
+}
+
+void CloseEvent(EventHandle event) {
+    std::lock_guard lock(g_mutex);
+    if (const auto found = Events().find(event); found != Events().end()) {
+        close(found->second);
+        Events().erase(found);
+    }
+}
+
+std::uint32_t GetLastSystemError() {
+    return t_last_error;
+}
+
+namespace test {
+
+void SetNativeLastError(std::uint32_t error) {
+    t_last_error = error;
+}
+
+int NativeEventDescriptor(EventHandle event) {
+    std::lock_guard lock(g_mutex);
+    const auto found = Events().find(event);
+    return found == Events().end() ? -1 : found->second;
+}
+
+std::size_t NativeOpenEvents() {
+    std::lock_guard lock(g_mutex);
+    return Events().size();
+}
+
+}  // namespace test
+}  // namespace vdipc

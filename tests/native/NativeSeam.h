@@ -1,0 +1,40 @@
+// What tests may set in the doubles of the platform seam. Only native builds have it.
+#pragma once
+
+#include "common/Clock.h"
+#include "common/Event.h"
+
+#include <cstddef>
+#include <cstdint>
+#include <optional>
+#include <string>
+
+namespace vdipc::test {
+
+/// A standing clock; nothing gives the real one back.
+void SetNativeLocalTime(std::optional<LocalTime> time);
+/// A number for the calling thread; nothing gives the real one back.
+void SetNativeThreadNumber(std::optional<std::uint32_t> number);
+
+/// The host's executable. At start it is "\host" in the folder of the test program.
+void SetNativeHostPath(const std::string& path);
+
+/// What GetLastSystemError gives on this thread.
+void SetNativeLastError(std::uint32_t error);
+
+/// The descriptor of an event, readable while the event is signalled; -1 when it is null or closed.
+int NativeEventDescriptor(EventHandle event);
+/// Events that were created and not closed.
+std::size_t NativeOpenEvents();
+
+/// Lets the next creation or deletion of a queue timer fail with this error.
+void FailNextQueueTimerCreation(std::uint32_t error);
+void FailNextQueueTimerDeletion(std::uint32_t error);
+
+/// Lets the next creation of the server's pipe fail with this error.
+void FailNextServerPipe(std::uint32_t error);
+/// Opens the client's end of the server's pipe: a connected socket, or -1 when there is no free instance within the
+/// time.
+int OpenNativeServerPipe(std::uint32_t milliseconds);
+
+}  // namespace vdipc::test

@@ -1,0 +1,40 @@
+// Lets tests look into the pipe's classes, and call what only they themselves call.
+#pragma once
+
+#include "pipe/PipeIO.h"
+#include "pipe/PipeServer.h"
+
+#include <cstddef>
+#include <cstdint>
+#include <mutex>
+
+namespace vdipc {
+
+struct PipeIOAccess {
+    static bool Running(const PipeIO& io) { return io.running_; }
+    static bool HasThreads(const PipeIO& io) { return io.read_thread_ || io.write_thread_; }
+    static EventHandle ReadEvent(const PipeIO& io) { return io.read_event_; }
+    static EventHandle WriteEvent(const PipeIO& io) { return io.write_event_; }
+    static std::size_t Queued(PipeIO& io) {
+        std::lock_guard lock(io.mutex_);
+        return io.send_queue_.size();
+    }
+    static std::uint32_t Read(PipeIO& io, void* buffer, std::uint32_t count) {
+        return io.Read(buffer, count);
+    }
+    static std::uint32_t Write(PipeIO& io, const void* buffer, std::uint32_t count) {
+        return io.Write(buffer, count);
+    }
+};
+
+struct PipeServerAccess {
+    static PipeHandle Pipe(const PipeServer& server) { return server.pipe_; }
+    static PipeIO* Io(const PipeServer& server) { return server.pipe_io_; }
+    static EventHandle ConnectEvent(const PipeServer& server) { return server.connect_event_; }
+    static void CreateServerPipe(PipeServer& server) { server.CreateServerPipe(); }
+    static void OnPipeDataReceived(PipeServer& server, const PipeData& data) {
+        server.OnPipeDataReceived(data);
+    }
+};
+
+}  // namespace vdipc

@@ -1,0 +1,261 @@
+// Start and stop of the real host with the real DLL, and the two console programs.
+
+#include "tests/system/support/SystemTest.h"
+
+#include "tools/common/Process.h"
+#include "tools/common/WideText.h"
+
+#include <windows.h>
+
+namespace vdipc::test {
+namespace {
+
+using tools::OwnDirectory;
+using tools::Process;
+using tools::ProcessOptions;
+
+class HostSystem : public SystemTest {};
+class ClientSystem : public SystemTest {
+protected:
+    /// Runs vdclient.exe to its end with these lines as its input.
+    std::uint32_t RunClient(const std::vector<std::string>& arguments, const std::vector<std::string>& lines = {}) {
+        output_.clear();
+        errors_.clear();
+        ProcessOptions options;
+        options.executable = OwnDirectory() + L"vdclient.exe";
+        options.arguments = arguments;
+        options.on_output = [this](const std::string& line) { output_.push_back(line); };
+        options.on_error = [this](const std::string& line) { errors_ += line + "\n"; };
+        Process process(options);
+        for (const std::string& line : lines) {
+            process.WriteLine(line);
+        }
+        process.CloseInput();
+        EXPECT_TRUE(process.Wait(60000));
+        return process.ExitCode();
+    }
+
+    std::vector<std::string> output_;
+    std::string errors_;
+};
+
+TEST_F(HostSystem, EndOfInputWithoutAnyClient_IsACleanStop) {
+    Start();
+    ASSERT_TRUE(WaitForLog("Connect begin"));
+    Stop();
+    // The wait for a client was freed, and its task went on to its last line.
+    EXPECT_EQ(CountInLog("ConnectNamedPipe failed after GetOverlappedResult:"), 1U);
+    EXPECT_EQ(CountInLog("IPC connected"), 1U);
+    EXPECT_EQ(CountInLog("task loop end"), 1U);
+}
+
+TEST_F(HostSystem, Stop_TakesAtLeastTwoSeconds) {
+    Start();
+    ASSERT_TRUE(WaitForLog("Connect begin"));
+    const auto begin = std::chrono::steady_clock::now();
+    Stop();
+    EXPECT_GE(std::chrono::steady_clock::now() - begin, std::chrono::seconds(2));
+}
+
+TEST_F(HostSystem, QuitOfTheClient_EndsTheHostCleanly) {
+    Start();
+    TestClient client;
+    Init(client);
+    client.Send("quit");
+    EXPECT_EQ(WaitForHostEnd(), 0U);
+    EXPECT_EQ(CountInLog("Quit command received, but not handle"), 1U);
+    const std::vector<Json::Value> lines = HostLines();
+    ASSERT_FALSE(lines.empty());
+    EXPECT_EQ(lines.back()["state"], "stopped");
+}
+
+TEST_F(HostSystem, KilledClient_NeverEndsTheHost) {
+    Start();
+    for (int i = 0; i < 3; ++i) {
+        ProcessOptions options;
+        options.executable = OwnDirectory() + L"vdclient.exe";
+        options.arguments = {"--timeout", "30000"};
+        std::atomic<bool> answered{false};
+        options.on_output = [&answered](const std::string& line) {
+            answered = answered || line.find("device-inited") != std::string::npos;
+        };
+        Process client(options);
+        client.WriteLine("init audio");
+        ASSERT_TRUE(WaitFor([&answered] { return answered.load(); }));
+        client.Kill();
+        ASSERT_TRUE(client.Wait(10000));
+        ASSERT_TRUE(WaitForLog("Read data error, terminate ReadThread", static_cast<std::size_t>(i) + 1));
+    }
+    TestClient client;
+    Init(client);
+}
+
+TEST_F(HostSystem, EachStart_WritesTheVersion) {
+    Start();
+    ASSERT_TRUE(WaitForLog("VERSION:2.0.54"));
+}
+
+TEST_F(HostSystem, SecondRunOfADay_AppendsToTheSameLog) {
+    Start();
+    Stop();
+    const std::string first = Log();
+    Start();
+    Stop();
+    EXPECT_EQ(Log().substr(0, first.size()), first);
+    EXPECT_EQ(CountInLog("VERSION:"), 2U);
+}
+
+TEST_F(HostSystem, FirstStartWithoutDevicesFile_WarnsOnceAndSavesAtTheEnd) {
+    Start();
+    Stop();
+    EXPECT_EQ(CountInLog("open file failed. file_path="), 1U);
+    const Json::Value saved = Parsed(GetFile("devices.json"));
+    // The base station's object outlives the stop, and the others left their sets behind.
+    EXPECT_EQ(saved.getMemberNames(), (std::vector<std::string>{"LW", "RV1", "RV2", "TQ1", "TQ2"}));
+    EXPECT_TRUE(saved["RV2"].isNull());
+}
+
+TEST_F(HostSystem, ActivatedKeypads_AreKnownAfterARestart) {
+    Start();
+    {
+        TestClient client;
+        Init(client);
+        ConnectKeypads(client, "RV2", 9, 11);
+    }
+    Stop();
+    const Json::Value saved = Parsed(GetFile("devices.json"));
+    ASSERT_EQ(saved["RV2"].size(), 3U);
+    EXPECT_EQ(saved["RV2"][0], "10");
+    EXPECT_EQ(saved["RV2"][1], "11");
+    EXPECT_EQ(saved["RV2"][2], "9");
+    Start();
+    TestClient client;
+    Init(client);
+    client.Send("ask 0 single-choice custom=after");
+    ASSERT_TRUE(WaitForCalls("StartQuestion", 1));
+    Do(R"({"do":"key","kind":"RV2","keypad":10,"key":"D"})");
+    client.Expect("key-pressed", R"({"device":"10","key":"D","custom":"after"})");
+}
+
+TEST_F(HostSystem, StatusReportSetBeforeInitialize_ComesAtOnce) {
+    Start();
+    // All five objects exist and know nothing yet.
+    ASSERT_TRUE(WaitForStatus([](const Json::Value& statuses) {
+        return statuses["RV1"] == -1 && statuses["RV2"] == -1 && statuses["TQ1"] == -1 && statuses["LW"] == -1;
+    }));
+}
+
+TEST_F(HostSystem, StatusReportAfterInit_NamesTheBaseStation) {
+    Start();
+    TestClient client;
+    Init(client);
+    ASSERT_TRUE(WaitForStatus([](const Json::Value& statuses) {
+        return statuses["RV2"] == 111 && statuses["TQ2"] == 200 && statuses["TQ1"] == -1;
+    }));
+}
+
+TEST_F(HostSystem, DeviceIdThatIsNoNumber_EndsTheProcess) {
+    expect_clean_end_ = false;
+    Start();
+    TestClient client;
+    Init(client);
+    client.Send("ask keypad-7 single-choice custom=x");
+    EXPECT_NE(WaitForHostEnd(), 0U);
+}
+
+TEST_F(HostSystem, DeviceIdBeyond32Bits_EndsTheProcess) {
+    expect_clean_end_ = false;
+    Start();
+    TestClient client;
+    Init(client);
+    client.Send("text 4294967296 row1=x");
+    EXPECT_NE(WaitForHostEnd(), 0U);
+}
+
+TEST_F(HostSystem, KeypadNobodyKnows_StillGetsItsText) {
+    Start();
+    TestClient client;
+    Init(client);
+    client.Send(R"(text 77 row1="hello stranger")");
+    ASSERT_TRUE(WaitForCalls("SendContext", 1, R"({"row1":{"text":"hello stranger"}})"));
+    EXPECT_EQ(CountInLog("rv2.0  device has been dropped but still SetContext device_id=77"), 1U);
+}
+
+TEST_F(HostSystem, UndecodableMessages_AreLoggedAndDropped) {
+    Start();
+    TestClient client;
+    Init(client);
+    const std::size_t before = CountInLog("task begin msg=");
+    for (const char* const text : {"", "[]", "\"x\"", "{}", "{\"command\":7}", "{\"command\":\"INIT\"}", "not json",
+                                   "{\"command\":\"dance\"}", "{\"command\":\"ask\",\"device\":\"0\"}"}) {
+        ASSERT_TRUE(client.SendBytes(tools::JsonFrameBytes(text)));
+    }
+    ASSERT_TRUE(WaitForLog("task begin msg=", before + 9));
+    client.Settle();
+    EXPECT_TRUE(client.Rest().empty());
+    EXPECT_TRUE(Telemetry("ipc_vdk_command_ask").empty());
+}
+
+TEST_F(HostSystem, MissingLibrary_IsAClearError) {
+    ProcessOptions options;
+    options.executable = Directory() + L"\\vdhost.exe";
+    options.arguments = {"--library", "C:\\no such place\\VDIPC.dll"};
+    std::string errors;
+    options.on_error = [&errors](const std::string& line) { errors += line; };
+    Process process(options);
+    ASSERT_TRUE(process.Wait(30000));
+    EXPECT_EQ(process.ExitCode(), 1U);
+    EXPECT_NE(errors.find("can't load C:\\no such place\\VDIPC.dll"), std::string::npos) << errors;
+}
+
+TEST_F(ClientSystem, ShortFormWithWait_PrintsTheEvent) {
+    Start();
+    EXPECT_EQ(RunClient({"--wait", "device-inited", "init", "audio"}), 0U);
+    ASSERT_EQ(output_.size(), 1U);
+    EXPECT_EQ(Parsed(output_[0])["event"], "device-inited");
+}
+
+TEST_F(ClientSystem, NobodyServes_SaysSo) {
+    EXPECT_EQ(RunClient({"--timeout", "300", "quit"}), 3U);
+    EXPECT_NE(errors_.find("nobody serves the pipe"), std::string::npos) << errors_;
+}
+
+TEST_F(ClientSystem, HeldByAnotherClient_SaysSo) {
+    Start();
+    TestClient client;
+    client.Connect();
+    ASSERT_TRUE(client.Ping());
+    EXPECT_EQ(RunClient({"--timeout", "300", "quit"}), 4U);
+    EXPECT_NE(errors_.find("another client holds the pipe"), std::string::npos) << errors_;
+}
+
+TEST_F(ClientSystem, LinesOfInput_MayBeJsonAndShortForms) {
+    Start();
+    EXPECT_EQ(RunClient({"--wait", "device-inited"},
+                        {R"({"command":"init","preferred-device-type":"non-audio"})", "text 0 row1=x"}),
+              0U);
+    ASSERT_TRUE(WaitFor([this] { return Telemetry("ipc_vdk_command_text").size() == 1; }));
+}
+
+TEST_F(ClientSystem, RawBytes_GoOutAsTheyStand) {
+    Start();
+    EXPECT_EQ(RunClient({"--raw", "--listen", "1500"}, {"08 00 00 00 00 00 00 00 C9 00 00 00"}), 0U);
+    ASSERT_EQ(output_.size(), 1U);
+    EXPECT_EQ(Parsed(output_[0])["ping-reply"], true);
+}
+
+TEST_F(ClientSystem, Ping_PrintsReplies) {
+    Start();
+    EXPECT_EQ(RunClient({"--ping", "50", "--listen", "1500"}), 0U);
+    EXPECT_GE(output_.size(), 2U);
+}
+
+TEST_F(ClientSystem, BadWords_ExitWithTwoAndSayWhatIsKnown) {
+    EXPECT_EQ(RunClient({"dance"}), 2U);
+    EXPECT_NE(errors_.find("unknown command 'dance'"), std::string::npos) << errors_;
+    EXPECT_EQ(RunClient({"hi", "0", "led:blue"}), 2U);
+    EXPECT_NE(errors_.find("led:COLOR:TIMES:INTERVAL:DURATION"), std::string::npos) << errors_;
+}
+
+}  // namespace
+}  // namespace vdipc::test

@@ -1,0 +1,80 @@
+// The lessons that ship, and the player's own honesty.
+
+#include "tests/system/support/SystemTest.h"
+
+#include "tools/common/Process.h"
+#include "tools/common/WideText.h"
+
+#include <filesystem>
+#include <fstream>
+
+namespace vdipc::test {
+namespace {
+
+class LessonSystem : public SystemTest {
+protected:
+    std::uint32_t Play(const std::string& file, const std::vector<std::string>& more = {}) {
+        tools::ProcessOptions options;
+        options.executable = tools::OwnDirectory() + L"vdlesson.exe";
+        options.arguments = {file, "--directory", tools::Utf8FromWide(Directory()) + "\\lesson"};
+        options.arguments.insert(options.arguments.end(), more.begin(), more.end());
+        options.on_output = [this](const std::string& line) { output_ += line + "\n"; };
+        options.on_error = [this](const std::string& line) { output_ += line + "\n"; };
+        tools::Process process(options);
+        EXPECT_TRUE(process.Wait(170000));
+        return process.ExitCode();
+    }
+
+    std::string Written(const std::string& name, const std::string& text) {
+        PutFile(name, text);
+        return tools::Utf8FromWide(Directory()) + "\\" + name;
+    }
+
+    std::string output_;
+};
+
+TEST_F(LessonSystem, BaseStationLesson_PlaysToItsEnd) {
+    const auto begin = std::chrono::steady_clock::now();
+    EXPECT_EQ(Play(std::string(VDIPC_SOURCE_DIR) + "/lessons/base-station.lesson"), 0U) << output_;
+    EXPECT_LT(std::chrono::steady_clock::now() - begin, std::chrono::seconds(60));
+    EXPECT_NE(output_.find("SIMULATED"), std::string::npos);
+    EXPECT_NE(output_.find("seed 2026"), std::string::npos);
+    EXPECT_NE(output_.find("The host has stopped cleanly."), std::string::npos);
+}
+
+TEST_F(LessonSystem, UsbReceiversLesson_PlaysToItsEnd) {
+    EXPECT_EQ(Play(std::string(VDIPC_SOURCE_DIR) + "/lessons/usb-receivers.lesson"), 0U) << output_;
+    EXPECT_NE(output_.find("The host has stopped cleanly."), std::string::npos);
+}
+
+TEST_F(LessonSystem, VoiceLesson_PlaysToItsEnd) {
+    EXPECT_EQ(Play(std::string(VDIPC_SOURCE_DIR) + "/lessons/voice.lesson"), 0U) << output_;
+    EXPECT_NE(output_.find("said \"pear\", score 100"), std::string::npos) << output_;
+}
+
+TEST_F(LessonSystem, EventThatNeverComes_FailsWithItsLine) {
+    const std::string file = Written("missing.lesson",
+                                     "host start\nclient start\nclient init audio\nexpect 30 device-inited\n"
+                                     "expect 0.5 key-pressed {\"device\": \"4\"}\n");
+    EXPECT_EQ(Play(file), 1U);
+    EXPECT_NE(output_.find("LESSON FAILED: line 5: missing: event \"key-pressed\" {\"device\":\"4\"}"),
+              std::string::npos)
+        << output_;
+}
+
+TEST_F(LessonSystem, EventThatNothingAccountsFor_Fails) {
+    const std::string file = Written("surplus.lesson",
+                                     "host start\nclient start\nclient init audio\nexpect 30 device-inited\n"
+                                     "classroom {\"do\":\"connect\",\"kind\":\"RV2\",\"keypad\":4}\n"
+                                     "client init audio\nexpect 30 device-inited\nclient quit\nhost end 30\n");
+    EXPECT_EQ(Play(file), 1U);
+    EXPECT_NE(output_.find("an event came that nothing in the lesson accounts for"), std::string::npos) << output_;
+}
+
+TEST_F(LessonSystem, BadLessonFile_ExitsWithTwoAndNamesTheLine) {
+    EXPECT_EQ(Play(Written("bad.lesson", "title x\n\nclient dance\n")), 2U);
+    EXPECT_NE(output_.find("line 3: unknown command 'dance'"), std::string::npos) << output_;
+}
+
+}  // namespace
+}  // namespace vdipc::test

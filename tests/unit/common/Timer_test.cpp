@@ -1,0 +1,201 @@
+#include "common/Timer.h"
+
+#include <atomic>
+#include <chrono>
+#include <condition_variable>
+#include <cstdio>
+#include <functional>
+#include <memory>
+#include <mutex>
+#include <string>
+#include <thread>
+
+#include <gtest/gtest.h>
+
+#if !defined(_WIN32)
+#include "native/NativeSeam.h"
+#endif
+
+namespace vdipc {
+namespace {
+
+using Clock = std::chrono::steady_clock;
+using std::chrono::milliseconds;
+
+constexpr milliseconds kPatience{30000};
+
+/// Counts calls, and lets a test wait for them.
+class Calls {
+public:
+    void Add() {
+        std::lock_guard lock(mutex_);
+        ++count_;
+        thread_ = std::this_thread::get_id();
+        changed_.notify_all();
+    }
+    bool WaitForOne() {
+        std::unique_lock lock(mutex_);
+        return changed_.wait_for(lock, kPatience, [this] { return count_ > 0; });
+    }
+    int Count() {
+        std::lock_guard lock(mutex_);
+        return count_;
+    }
+    std::thread::id Thread() {
+        std::lock_guard lock(mutex_);
+        return thread_;
+    }
+
+private:
+    std::mutex mutex_;
+    std::condition_variable changed_;
+    int count_ = 0;
+    std::thread::id thread_;
+};
+
+template <typename Action>
+std::string Printed(Action action) {
+    std::fflush(stdout);
+    testing::internal::CaptureStdout();
+    action();
+    std::fflush(stdout);
+    return testing::internal::GetCapturedStdout();
+}
+
+std::string AddressText(const void* address) {
+    char text[64] = {};
+    std::snprintf(text, sizeof text, "%p", address);
+    return text;
+}
+
+// The due time is waited for really, once for several timers.
+TEST(Timer, Armed_FiresOnceAfter2000Milliseconds_AndStartBeforeStopIsRefusedAndKeepsTheFirstCallback) {
+    Calls first;
+    Calls second;
+    Calls destroyed;
+    Calls stopped;
+    Timer timer;
+    const auto begin = Clock::now();
+    EXPECT_TRUE(timer.Start([&first] { first.Add(); }));
+    EXPECT_FALSE(timer.Start([&second] { second.Add(); }));
+
+    // Destroyed or stopped before their due time, these never call back.
+    {
+        Timer short_lived;
+        EXPECT_TRUE(short_lived.Start([&destroyed] { destroyed.Add(); }));
+    }
+    Timer taken_back;
+    EXPECT_TRUE(taken_back.Start([&stopped] { stopped.Add(); }));
+    taken_back.Stop();
+
+    ASSERT_TRUE(first.WaitForOne());
+    const auto elapsed = std::chrono::duration_cast<milliseconds>(Clock::now() - begin);
+    EXPECT_GE(elapsed.count(), 1980);
+    EXPECT_NE(first.Thread(), std::this_thread::get_id());
+
+    // Fired, but not stopped: still armed for the system.
+    EXPECT_FALSE(timer.Start([&second] { second.Add(); }));
+    timer.Stop();
+    EXPECT_TRUE(timer.Start([&second] { second.Add(); }));
+    timer.Stop();
+    EXPECT_EQ(first.Count(), 1);
+    EXPECT_EQ(second.Count(), 0);
+    EXPECT_EQ(destroyed.Count(), 0);
+    EXPECT_EQ(stopped.Count(), 0);
+}
+
+TEST(Timer, StopDuringACallback_ReturnsWhenTheCallbackHasFinished) {
+    Calls entered;
+    std::atomic<bool> finished{false};
+    Timer timer;
+    ASSERT_TRUE(timer.Start([&] {
+        entered.Add();
+        std::this_thread::sleep_for(milliseconds(300));
+        finished = true;
+    }));
+    ASSERT_TRUE(entered.WaitForOne());
+    timer.Stop();
+    EXPECT_TRUE(finished);
+}
+
+TEST(Timer, StopOnAnIdleTimer_DoesNothing_AlsoTwiceInARow) {
+    Timer timer;
+    timer.Stop();
+    timer.Stop();
+    EXPECT_TRUE(timer.Start([] {}));
+    timer.Stop();
+    timer.Stop();
+}
+
+TEST(Timer, StoppedTimer_CanBeArmedAgain) {
+    Timer timer;
+    EXPECT_TRUE(timer.Start([] {}));
+    timer.Stop();
+    EXPECT_TRUE(timer.Start([] {}));
+}
+
+TEST(Timer, Firing_CallsTheCallbackWhateverTheFlag_AndNothingWhereThereIsNone) {
+    int calls = 0;
+    Timer timer;
+    Timer::OnTimerFired(&timer, true);
+    ASSERT_TRUE(timer.Start([&calls] { ++calls; }));
+    Timer::OnTimerFired(&timer, true);
+    Timer::OnTimerFired(&timer, false);
+    EXPECT_EQ(calls, 2);
+    Timer empty;
+    ASSERT_TRUE(empty.Start(std::function<void()>()));
+    Timer::OnTimerFired(&empty, true);
+}
+
+TEST(Timer, ConstructionAndDestruction_ArePrintedAtInfoWithTheAddress) {
+    std::string address;
+    const std::string text = Printed([&address] {
+        const Timer timer;
+        address = AddressText(&timer);
+    });
+    EXPECT_NE(text.find("[Info]"), std::string::npos) << text;
+    EXPECT_NE(text.find(" Timer.cpp:"), std::string::npos) << text;
+    EXPECT_NE(text.find("[Timer] " + address + " ctor"), std::string::npos) << text;
+    EXPECT_NE(text.find("[Timer] " + address + " dtor"), std::string::npos) << text;
+}
+
+TEST(Timer, Callback_IsReleasedWithTheTimerAndNotBefore) {
+    const auto kept = std::make_shared<int>(1);
+    {
+        Timer timer;
+        ASSERT_TRUE(timer.Start([kept] {}));
+        timer.Stop();
+        EXPECT_EQ(kept.use_count(), 2);
+    }
+    EXPECT_EQ(kept.use_count(), 1);
+}
+
+#if !defined(_WIN32)
+TEST(Timer, CreationThatFails_IsPrintedAtWarnWithTheSystemsNumber_AndLeavesTheTimerIdle) {
+    const auto kept = std::make_shared<int>(1);
+    Timer timer;
+    test::FailNextQueueTimerCreation(1450);
+    const std::string text = Printed([&] { EXPECT_FALSE(timer.Start([kept] {})); });
+    EXPECT_NE(text.find("[Warn]"), std::string::npos) << text;
+    EXPECT_NE(text.find("[Timer] " + AddressText(&timer) + " CreateTimerQueueTimer failed, GLE=1450\n"),
+              std::string::npos)
+        << text;
+    EXPECT_EQ(kept.use_count(), 1);
+    EXPECT_TRUE(timer.Start([] {}));
+}
+
+TEST(Timer, DeletionThatFails_IsPrintedAtWarn_AndTheTimerForgetsTheSystemsOne) {
+    Timer timer;
+    ASSERT_TRUE(timer.Start([] {}));
+    test::FailNextQueueTimerDeletion(997);
+    const std::string text = Printed([&timer] { timer.Stop(); });
+    EXPECT_NE(text.find("[Warn]"), std::string::npos) << text;
+    EXPECT_NE(text.find("[Timer] " + AddressText(&timer) + " DeleteTimerQueueTimer failed, GLE=997\n"),
+              std::string::npos)
+        << text;
+    EXPECT_TRUE(timer.Start([] {}));
+}
+#endif
+
+}  // namespace
+}  // namespace vdipc

@@ -1,0 +1,177 @@
+// A device object without hardware, a listener that keeps what it is told, and the log.
+#pragma once
+
+#include "device/VoteDeckObjectBase.h"
+#include "doubles/ClosedDoubles.h"
+#include "support/DeviceMocks.h"
+#include "support/LogCapture.h"
+
+#include <cstdint>
+#include <functional>
+#include <sstream>
+#include <string>
+#include <vector>
+
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+#include <json/json.h>
+
+namespace vdipc {
+
+struct VoteDeckObjectBaseAccess {
+    static const std::map<std::string, EvaluateRequest>& ReservedRequests(const VoteDeckObjectBase& d) {
+        return d.reserved_request_map_;
+    }
+    static const std::set<std::string>& ReservedIds(const VoteDeckObjectBase& d) {
+        return d.reserved_id_set_;
+    }
+};
+
+namespace test {
+
+class TestDevice : public VoteDeckObjectBase {
+public:
+    using VoteDeckObjectBase::VoteDeckObjectBase;
+
+    MOCK_METHOD(std::int32_t, Initialize, (), (override));
+    MOCK_METHOD(void, Uninitialize, (), (override));
+    MOCK_METHOD(void, HandleHi, (const CommandHi& hi), (override));
+    MOCK_METHOD(void, StartQuestion, (const std::string& device, QuestionType type), (override));
+    MOCK_METHOD(void, StopQuestion, (const std::string& device), (override));
+    MOCK_METHOD(void, SetText,
+                (const std::string& device, bool has_row1, const std::string& row1, bool has_row2,
+                 const std::string& row2, bool has_row3, const std::string& row3),
+                (override));
+
+    using VoteDeckObjectBase::audio_file_storage_base_path_;
+    using VoteDeckObjectBase::CreateTextRecordForDevice;
+    using VoteDeckObjectBase::device_info_;
+    using VoteDeckObjectBase::device_type_;
+    using VoteDeckObjectBase::dropped_device_set_;
+    using VoteDeckObjectBase::EraseDeviceFromDropSet;
+    using VoteDeckObjectBase::EraseLastAnswer;
+    using VoteDeckObjectBase::EraseTextRevordForDevice;
+    using VoteDeckObjectBase::FilterKeyEvent;
+    using VoteDeckObjectBase::FindLastQuestion;
+    using VoteDeckObjectBase::GenerateEventId;
+    using VoteDeckObjectBase::IsLastAnswerFinished;
+    using VoteDeckObjectBase::KeyToString;
+    using VoteDeckObjectBase::last_answer_map_;
+    using VoteDeckObjectBase::last_question_map_;
+    using VoteDeckObjectBase::listener_;
+    using VoteDeckObjectBase::NotifyActiveDevicesChanged;
+    using VoteDeckObjectBase::NotifyBadStatusForRV2;
+    using VoteDeckObjectBase::NotifyStatusChanged;
+    using VoteDeckObjectBase::ParseDeviceID;
+    using VoteDeckObjectBase::PostTask;
+    using VoteDeckObjectBase::RequestEvaluation;
+    using VoteDeckObjectBase::RequestMultipleEvaluation;
+    using VoteDeckObjectBase::RequestRecognize;
+    using VoteDeckObjectBase::RequestSingleEvaluation;
+    using VoteDeckObjectBase::RunAudioPath;
+    using VoteDeckObjectBase::RunKeyPath;
+    using VoteDeckObjectBase::SaveAudioFile;
+    using VoteDeckObjectBase::SendEventActivated;
+    using VoteDeckObjectBase::SendEventArrived;
+    using VoteDeckObjectBase::SendEventEvaluated;
+    using VoteDeckObjectBase::SendEventInactivated;
+    using VoteDeckObjectBase::SendEventKeyPressed;
+    using VoteDeckObjectBase::SendEventRemoved;
+    using VoteDeckObjectBase::SendEventVoiceEvaluated;
+    using VoteDeckObjectBase::SendEventVoiceRecord;
+    using VoteDeckObjectBase::SendIPCMesage;
+    using VoteDeckObjectBase::SendTrackwire;
+    using VoteDeckObjectBase::StartNewQuestionRecord;
+    using VoteDeckObjectBase::status_;
+    using VoteDeckObjectBase::StopLastQuestionRecord;
+    using VoteDeckObjectBase::text_record_map_;
+    using VoteDeckObjectBase::WrapDeviceID;
+};
+
+/// The whole value of a field of telemetry: key, value, kind.
+inline std::vector<std::string> Shown(const TrackwireRecord& record) {
+    std::vector<std::string> shown;
+    for (const TrackwireRecord::Pair& pair : record.pairs) {
+        shown.push_back(pair.key + "=" + pair.value + ":" + pair.kind);
+    }
+    return shown;
+}
+
+inline Json::Value ParseJson(const std::string& text) {
+    Json::Value value;
+    std::string errors;
+    std::istringstream stream(text);
+    EXPECT_TRUE(Json::parseFromStream(Json::CharReaderBuilder(), stream, &value, &errors)) << errors << text;
+    return value;
+}
+
+class DeviceTest : public testing::Test {
+protected:
+    explicit DeviceTest(DeviceType device_type = DeviceType::RV2) : device_(device_type) {
+        ON_CALL(listener_, SendIPCMesage).WillByDefault([this](const std::string& text) {
+            steps_.push_back("message");
+            messages_.push_back(ParseJson(text));
+        });
+        ON_CALL(listener_, SendTrackwire).WillByDefault([this](CTrackwire& record) {
+            steps_.push_back("telemetry");
+            record.Logger();
+        });
+        ON_CALL(listener_, PostTask).WillByDefault([](const std::function<void()>& task) { task(); });
+        device_.SetEventListener(&listener_);
+    }
+
+    static CommandAsk Ask(const std::string& device, QuestionType type, const std::string& custom = "c") {
+        CommandAsk ask;
+        ask.id = "id of the ask";
+        ask.device = device;
+        ask.type = type;
+        ask.custom = custom;
+        return ask;
+    }
+
+    static CommandStop Stop(const std::string& device) {
+        CommandStop stop;
+        stop.device = device;
+        return stop;
+    }
+
+    static CommandDrop Drop(const std::string& device) {
+        CommandDrop drop;
+        drop.device = device;
+        return drop;
+    }
+
+    /// A key press as a receiver reports it; the result is what was decided, or "dropped".
+    std::string Press(std::uint32_t number, std::int32_t key, std::uint32_t signal_strength = 0) {
+        std::string decided = "dropped";
+        device_.RunKeyPath(number, key, signal_strength, [&](const std::string& device, bool need_send) {
+            EXPECT_EQ(device, std::to_string(number));
+            decided = need_send ? "sent" : "kept";
+        });
+        return decided;
+    }
+
+    /// "key" of the events so far, in order.
+    std::vector<std::string> Keys() const {
+        std::vector<std::string> keys;
+        for (const Json::Value& message : messages_) {
+            EXPECT_EQ(message["event"].asString(), "key-pressed");
+            keys.push_back(message["key"].asString());
+        }
+        return keys;
+    }
+
+    struct Reset {
+        Reset() { ResetClosedDoubles(); }
+    };
+
+    Reset reset_;
+    LogCapture log_;
+    std::vector<Json::Value> messages_;  // texts to the client
+    std::vector<std::string> steps_;     // "message" and "telemetry" in order
+    testing::NiceMock<MockVoteDeckObjectEvent> listener_;
+    testing::NiceMock<TestDevice> device_;
+};
+
+}  // namespace test
+}  // namespace vdipc

@@ -1,0 +1,178 @@
+#include "common/Clock.h"
+#include "ipc/WorkerThreads.h"
+#include "support/SpeechTest.h"
+
+namespace vdipc::test {
+namespace {
+
+using testing::ElementsAre;
+using testing::IsEmpty;
+
+class Engines : public SpeechTest {
+protected:
+    /// The engine number that the recogniser gets with this "vote_deck.conf".
+    int RecognizerEngineWith(const std::string& config) {
+        WriteFile("vote_deck.conf", config);
+        log().Clear();
+        Access::InitSpeechRecognizer(handler());
+        return EngineOf(Access::Recognizer(handler())).engine;
+    }
+
+    static std::string Start(unsigned int shift) {
+        return "start(" + std::to_string(WorkerThreads(GetProcessorCount(), shift)) + ")";
+    }
+};
+
+TEST_F(Engines, AllPointers_StartNull) {
+    EXPECT_EQ(Access::Recognizer(handler()), nullptr);
+    EXPECT_EQ(Access::SentEvaluator(handler()), nullptr);
+    EXPECT_EQ(Access::OnlineEvaluator(handler()), nullptr);
+    EXPECT_EQ(Access::OfflineEvaluator(handler()), nullptr);
+    EXPECT_EQ(Access::MultipleEvaluator(handler()), nullptr);
+    EXPECT_EQ(Access::MultipleEvaluatorChn(handler()), nullptr);
+    EXPECT_EQ(Access::GeneralEvaluator(handler()).load(), nullptr);
+}
+
+TEST_F(Engines, RecognizerWithoutAConfigFile_IsBaiduWithEightThreads) {
+    Access::InitSpeechRecognizer(handler());
+    EXPECT_THAT(SpeechCalls(), ElementsAre("0:recognizer(0,0,0)", "0:start(8)"));
+    EXPECT_TRUE(log().Contains(LogLevel::Debug, "use Baidu"));
+}
+
+TEST_F(Engines, ConfigWithEngineAli_GivesAliyun) {
+    EXPECT_EQ(RecognizerEngineWith(R"({"engine": "ali"})"), 2);
+    EXPECT_TRUE(log().Contains(LogLevel::Debug, "use Aliyun"));
+    EXPECT_FALSE(log().Contains("use Baidu"));
+    EXPECT_THAT(SpeechCalls(), ElementsAre("0:recognizer(2,0,0)", "0:start(8)"));
+}
+
+TEST_F(Engines, ConfigWithAnyOtherEngineOrACapitalOrNothing_GivesBaidu) {
+    for (const char* config :
+         {"", R"({"engine":"baidu"})", R"({"engine":"Ali"})", R"({"engine":"ali "})", R"({"other":"ali"})",
+          R"({"engine":null})", "{}", "null", "not json", R"({"engine":"ali")"}) {
+        EXPECT_EQ(RecognizerEngineWith(config), 0) << config;
+        EXPECT_TRUE(log().Contains("use Baidu")) << config;
+    }
+}
+
+TEST_F(Engines, ConfigWhoseRootIsNoObjectOrWhoseEngineIsNoText_GivesBaiduWithoutAnException) {
+    for (const char* config : {"[]", R"(["engine"])", "7", R"("ali")", R"({"engine":2})",
+                               R"({"engine":["ali"]})", R"({"engine":{"ali":1}})"}) {
+        EXPECT_EQ(RecognizerEngineWith(config), 0) << config;
+    }
+}
+
+TEST_F(Engines, SecondInitOfTheRecognizer_ReplacesTheEngine) {
+    Access::InitSpeechRecognizer(handler());
+    Access::InitSpeechRecognizer(handler());
+    EXPECT_THAT(SpeechCalls(), ElementsAre("0:recognizer(0,0,0)", "0:start(8)", "0:stop", "0:destroy",
+                                           "1:recognizer(0,0,0)", "1:start(8)"));
+}
+
+TEST_F(Engines, UninitOfTheRecognizer_StopsDestroysAndClears) {
+    Access::InitSpeechRecognizer(handler());
+    Access::UninitSpeechRecognizer(handler());
+    EXPECT_EQ(Access::Recognizer(handler()), nullptr);
+    const auto calls = SpeechCalls();
+    Access::UninitSpeechRecognizer(handler());
+    EXPECT_EQ(SpeechCalls(), calls);
+    EXPECT_EQ(calls.back(), "0:destroy");
+}
+
+TEST_F(Engines, Evaluators_AreMadeFirstAndStartedInOrder) {
+    Access::InitSpeechEvaluator(handler());
+    const std::string start = Start(1);
+    EXPECT_THAT(SpeechCalls(),
+                ElementsAre("0:evaluator(0,0,1)", "1:evaluator(0,0,1)", "2:evaluator(0,0,0)",
+                            "3:evaluator(0,0,2)", "0:" + start, "1:" + start, "2:" + start, "3:" + start));
+    const auto engines = SpeechEngines();
+    EXPECT_EQ(Access::OnlineEvaluator(handler()), engines[0].object);
+    EXPECT_EQ(Access::SentEvaluator(handler()), engines[0].object);
+    EXPECT_EQ(Access::MultipleEvaluator(handler()), engines[1].object);
+    EXPECT_EQ(Access::MultipleEvaluatorChn(handler()), engines[2].object);
+    EXPECT_EQ(Access::GeneralEvaluator(handler()).load(), engines[3].object);
+    EXPECT_EQ(Access::OfflineEvaluator(handler()), nullptr);
+}
+
+TEST_F(Engines, OnOneProcessor_BothNumbersOfThreadsAreOne) {
+    EXPECT_EQ(WorkerThreads(1, 1), 1u);
+    EXPECT_EQ(WorkerThreads(1, 2), 1u);
+    EXPECT_EQ(WorkerThreads(3, 2), 1u);
+}
+
+TEST_F(Engines, OnEightProcessors_TheNumbersOfThreadsAreFourAndTwo) {
+    EXPECT_EQ(WorkerThreads(8, 1), 4u);
+    EXPECT_EQ(WorkerThreads(8, 2), 2u);
+}
+
+TEST_F(Engines, SecondInitOfTheEvaluators_LeavesOneSet) {
+    Access::InitSpeechEvaluator(handler());
+    Access::InitSpeechEvaluator(handler());
+    const auto engines = SpeechEngines();
+    ASSERT_EQ(engines.size(), 8u);
+    for (std::size_t i = 0; i < 4; ++i) {
+        EXPECT_TRUE(engines[i].stopped && engines[i].destroyed) << i;
+        EXPECT_FALSE(engines[i + 4].destroyed) << i;
+    }
+    EXPECT_EQ(Access::SentEvaluator(handler()), engines[4].object);
+    EXPECT_EQ(Access::MultipleEvaluator(handler()), engines[5].object);
+    EXPECT_EQ(Access::MultipleEvaluatorChn(handler()), engines[6].object);
+    EXPECT_EQ(Access::GeneralEvaluator(handler()).load(), engines[7].object);
+}
+
+TEST_F(Engines, UninitOfTheEvaluators_StopsAndDestroysEachInOrderAndKeepsTheOnlinePointer) {
+    Access::InitSpeechEvaluator(handler());
+    const std::size_t before = SpeechCalls().size();
+    SpeechEvaluator* const online = Access::OnlineEvaluator(handler());
+    Access::UninitSpeechEvaluator(handler());
+    auto calls = SpeechCalls();
+    calls.erase(calls.begin(), calls.begin() + static_cast<std::ptrdiff_t>(before));
+    EXPECT_THAT(calls, ElementsAre("0:stop", "0:destroy", "1:stop", "1:destroy", "2:stop", "2:destroy",
+                                   "3:stop", "3:destroy"));
+    EXPECT_EQ(Access::SentEvaluator(handler()), nullptr);
+    EXPECT_EQ(Access::MultipleEvaluator(handler()), nullptr);
+    EXPECT_EQ(Access::MultipleEvaluatorChn(handler()), nullptr);
+    EXPECT_EQ(Access::GeneralEvaluator(handler()).load(), nullptr);
+    EXPECT_EQ(Access::OnlineEvaluator(handler()), online);
+}
+
+TEST_F(Engines, SwitchToOffline_MakesTheOfflineEvaluatorOnceAndReportsItOnce) {
+    Access::InitSpeechEvaluator(handler());
+    const auto before = SpeechCalls().size();
+    EXPECT_TRUE(Access::ChangeSentSpeechEvaluatorToOffline(handler()));
+    auto calls = SpeechCalls();
+    calls.erase(calls.begin(), calls.begin() + static_cast<std::ptrdiff_t>(before));
+    EXPECT_THAT(calls, ElementsAre("4:evaluator(0,1,1)", "4:" + Start(2)));
+    EXPECT_EQ(Access::OfflineEvaluator(handler()), SpeechEngines()[4].object);
+    EXPECT_EQ(Access::SentEvaluator(handler()), SpeechEngines()[4].object);
+    EXPECT_EQ(Access::OnlineEvaluator(handler()), SpeechEngines()[0].object);
+    EXPECT_FALSE(Access::ChangeSentSpeechEvaluatorToOffline(handler()));
+    EXPECT_EQ(SpeechEngines().size(), 5u);
+    EXPECT_THAT(Telemetry("vdk_use_offline_evaluator"), IsEmpty());
+}
+
+TEST_F(Engines, UninitAfterTheSwitch_LeavesTheOnlineEvaluatorRunningAndTheOldPointersInPlace) {
+    Access::InitSpeechEvaluator(handler());
+    Access::ChangeSentSpeechEvaluatorToOffline(handler());
+    SpeechEvaluator* const offline = Access::OfflineEvaluator(handler());
+    Access::UninitSpeechEvaluator(handler());
+    const auto engines = SpeechEngines();
+    EXPECT_FALSE(engines[0].stopped || engines[0].destroyed);
+    EXPECT_TRUE(engines[4].stopped && engines[4].destroyed);
+    EXPECT_EQ(Access::OnlineEvaluator(handler()), engines[0].object);
+    EXPECT_EQ(Access::OfflineEvaluator(handler()), offline);
+}
+
+TEST_F(Engines, InitAfterASwitch_UsesANewOnlineEvaluatorAndNeverSwitchesAgain) {
+    Access::InitSpeechEvaluator(handler());
+    Access::ChangeSentSpeechEvaluatorToOffline(handler());
+    Access::UninitSpeechEvaluator(handler());
+    Access::InitSpeechEvaluator(handler());
+    EXPECT_EQ(EngineOf(Access::SentEvaluator(handler())).mode, 0);
+    EXPECT_FALSE(Access::ChangeSentSpeechEvaluatorToOffline(handler()));
+    EXPECT_EQ(EngineOf(Access::SentEvaluator(handler())).mode, 0);
+    EXPECT_EQ(TrackwireRecords("vdk_use_offline_evaluator").size(), 1u);
+}
+
+}  // namespace
+}  // namespace vdipc::test

@@ -1,0 +1,231 @@
+#include "support/HandlerTest.h"
+
+#include <algorithm>
+#include <cstdio>
+#include <cstdlib>
+#include <future>
+#include <stdexcept>
+
+namespace vdipc::test {
+namespace {
+
+using testing::ElementsAre;
+using testing::Pair;
+using testing::Return;
+
+class HandlerLifecycle : public HandlerTest {};
+
+TEST_F(HandlerLifecycle, NewHandler_HasItsFieldsAtTheirStart) {
+    EXPECT_FALSE(Access::Running(handler()));
+    EXPECT_EQ(Access::TaskThread(handler()), nullptr);
+    EXPECT_EQ(Access::PingListeningThread(handler()), nullptr);
+    EXPECT_EQ(Access::SpareThread(handler()), nullptr);
+    EXPECT_EQ(Access::Server(handler()).load(), nullptr);
+    EXPECT_EQ(Access::Preferred(handler()), PreferredDeviceType::None);
+    EXPECT_TRUE(Access::DeviceObjects(handler()).empty());
+    EXPECT_THAT(Access::AudioStoragePath(handler()), testing::Each('\0'));
+    EXPECT_THAT(Access::DeviceNames(handler()),
+                ElementsAre(Pair(DeviceType::TQ1, "TQ1"), Pair(DeviceType::TQ2, "TQ2"),
+                            Pair(DeviceType::RV1, "RV1"), Pair(DeviceType::RV2, "RV2"),
+                            Pair(DeviceType::LW, "LW")));
+}
+
+TEST(HandlerInstance, TwoThreadsInAFirstCall_ConstructOneObject) {
+    std::promise<void> go;
+    const std::shared_future<void> gate = go.get_future().share();
+    const auto first_call = [gate] {
+        gate.wait();
+        return &IpcHandler::Instance();
+    };
+    auto first = std::async(std::launch::async, first_call);
+    auto second = std::async(std::launch::async, first_call);
+    go.set_value();
+    IpcHandler* const object = first.get();
+    EXPECT_EQ(second.get(), object);
+    EXPECT_EQ(&IpcHandler::Instance(), object);
+}
+
+TEST_F(HandlerLifecycle, QuitCallback_IsTakenAtOnceWithoutALogLine) {
+    bool called = false;
+    log().Clear();
+    handler().SetQuitCallback([&called] { called = true; });
+    EXPECT_TRUE(log().Lines().empty());
+    EXPECT_EQ(Access::QueuedTasks(handler()), 0u);
+    Access::QuitCallbackOf(handler())();
+    EXPECT_TRUE(called);
+}
+
+TEST_F(HandlerLifecycle, StatusCallback_TakesEffectAsATask) {
+    handler().SetVoteDecksStatusChangedCallback([](const std::int32_t*, const std::wstring&) {});
+    EXPECT_FALSE(Access::StatusChangedCallbackOf(handler()));
+    EXPECT_EQ(Access::RunTasks(handler()), 1u);
+    EXPECT_TRUE(Access::StatusChangedCallbackOf(handler()));
+}
+
+TEST_F(HandlerLifecycle, Tasks_RunInTheOrderOfPostingAlsoFromManyThreads) {
+    std::vector<std::vector<int>> seen(4);
+    StartTaskThread();
+    std::vector<std::thread> posters;
+    for (std::size_t poster = 0; poster < seen.size(); ++poster) {
+        posters.emplace_back([this, poster, &seen] {
+            for (int i = 0; i < 200; ++i) {
+                handler().PostTask([&seen, poster, i] { seen[poster].push_back(i); });
+            }
+        });
+    }
+    for (std::thread& poster : posters) {
+        poster.join();
+    }
+    StopTaskThread();
+    for (const auto& numbers : seen) {
+        ASSERT_EQ(numbers.size(), 200u);
+        EXPECT_TRUE(std::is_sorted(numbers.begin(), numbers.end()));
+    }
+    EXPECT_TRUE(log().Contains(LogLevel::Debug, "task loop end"));
+}
+
+TEST_F(HandlerLifecycle, Task_MayPostFurtherTasksWithNoLockHeld) {
+    std::vector<int> order;
+    handler().PostTask([this, &order] {
+        order.push_back(1);
+        handler().PostTask([&order] { order.push_back(3); });
+    });
+    handler().PostTask([&order] { order.push_back(2); });
+    StartTaskThread();
+    EXPECT_TRUE(WaitUntil([this] { return Access::QueuedTasks(handler()) == 0; }));
+    StopTaskThread();
+    EXPECT_THAT(order, ElementsAre(1, 2, 3));
+}
+
+TEST_F(HandlerLifecycle, Task_IsDestroyedBeforeTheLoopGoesOn) {
+    auto token = std::make_shared<int>(1);
+    const std::weak_ptr<int> watched = token;
+    bool was_gone = false;
+    handler().PostTask([token = std::move(token)] {});
+    handler().PostTask([&] { was_gone = watched.expired(); });
+    StartTaskThread();
+    StopTaskThread();
+    EXPECT_TRUE(was_gone);
+}
+
+TEST_F(HandlerLifecycle, ExceptionThatLeavesATask_EndsTheProcess) {
+    testing::FLAGS_gtest_death_test_style = "threadsafe";
+    EXPECT_DEATH(
+        {
+            std::set_terminate([] {
+                std::fputs("standard termination\n", stderr);
+                std::abort();
+            });
+            handler().PostTask([] { throw std::runtime_error("from a task"); });
+            StartTaskThread();
+            Access::TaskThread(handler())->join();
+        },
+        "standard termination");
+}
+
+TEST_F(HandlerLifecycle, SendWithoutAServer_IsOneTraceLine) {
+    log().Clear();
+    handler().SendIPCMesage("{}");
+    ASSERT_EQ(log().Lines().size(), 1u);
+    EXPECT_EQ(log().Lines()[0].level, LogLevel::Trace);
+}
+
+TEST_F(HandlerLifecycle, Send_GoesPastTheTaskQueue) {
+    UseServer();
+    handler().SendIPCMesage(R"({"event":"x"})");
+    ASSERT_EQ(SentEvents().size(), 1u);
+    EXPECT_EQ(Access::QueuedTasks(handler()), 0u);
+}
+
+/// One stop for all tests below, since it takes its two seconds: five objects but for TQ2, whose entry is empty, two
+/// tasks queued before, and a task posted while the last one runs.
+class HandlerStop : public testing::Test {
+protected:
+    struct Scenario : HandlerWorld {
+        std::vector<std::string> calls;
+        std::shared_ptr<IVoteDeckObject> rv2;
+        std::chrono::steady_clock::duration duration{};
+        bool server_was_there = false;
+        Json::Value saved;
+
+        Scenario() {
+            AddAll(kDeviceStatusConnected);
+            Access::DeviceObjects(handler())[DeviceType::TQ2].reset();
+            rv2 = Access::DeviceObjects(handler())[DeviceType::RV2];
+            for (const DeviceType kind :
+                 {DeviceType::TQ1, DeviceType::RV1, DeviceType::RV2, DeviceType::LW}) {
+                const std::string name = Access::DeviceNames(handler())[kind];
+                ON_CALL(Device(kind), ClearTextForAllDevices()).WillByDefault([this, name] {
+                    calls.push_back("clear " + name);
+                });
+                ON_CALL(Device(kind), Uninitialize()).WillByDefault([this, name] {
+                    calls.push_back("down " + name);
+                });
+            }
+            ON_CALL(Device(DeviceType::LW), Uninitialize()).WillByDefault([this] {
+                calls.emplace_back("down LW");
+                handler().PostTask([this] { calls.emplace_back("left behind"); });
+            });
+            ON_CALL(Device(DeviceType::RV2), GetActivatedDeviceSet())
+                .WillByDefault(Return(std::set<std::string>{"12"}));
+            Access::ActiveDevices(handler())[DeviceType::LW] = {"4"};
+            UseServer();
+            handler().PostTask([this] { calls.emplace_back("first"); });
+            handler().PostTask([this] {
+                calls.emplace_back("second");
+                server_was_there = Access::Server(handler()) != nullptr;
+            });
+            const auto begin = std::chrono::steady_clock::now();
+            StartTaskThread();
+            handler().Uninitialize();
+            duration = std::chrono::steady_clock::now() - begin;
+            saved = ParseJson(ReadFile(DevicesFile()));
+        }
+    };
+
+    static void SetUpTestSuite() { scenario = std::make_unique<Scenario>(); }
+    static void TearDownTestSuite() { scenario.reset(); }
+    static inline std::unique_ptr<Scenario> scenario;
+};
+
+TEST_F(HandlerStop, TakesAtLeastTwoSeconds) {
+    EXPECT_GE(scenario->duration, std::chrono::milliseconds(1990));
+}
+
+TEST_F(HandlerStop, RunsWhatWasQueued_ThenClearsTheDisplays_ThenTakesTheObjectsDown) {
+    EXPECT_THAT(scenario->calls, ElementsAre("first", "second", "clear TQ1", "clear RV1", "clear RV2",
+                                             "clear LW", "down TQ1", "down RV1", "down RV2", "down LW"));
+}
+
+TEST_F(HandlerStop, Rv2_SurvivesInTheMapAndTheOthersAreDropped) {
+    auto& objects = Access::DeviceObjects(scenario->handler());
+    EXPECT_EQ(objects.size(), 5u);
+    for (const DeviceType kind : kAllKinds) {
+        EXPECT_EQ(objects[kind], kind == DeviceType::RV2 ? scenario->rv2 : nullptr);
+    }
+    const auto lines = scenario->log().Find("do not destroy rv2.0");
+    ASSERT_EQ(lines.size(), 2u) << "by the last task and by DeleteVoteDeckObjects";
+    EXPECT_EQ(lines[1].function, "IpcHandler::DeleteVoteDeckObjects");
+    EXPECT_EQ(lines[0].level, LogLevel::Debug);
+}
+
+TEST_F(HandlerStop, SavesTheActivatedSetsAlsoThoseOfDroppedObjects) {
+    EXPECT_EQ(scenario->saved["RV2"][0], "12");
+    EXPECT_EQ(scenario->saved["LW"][0], "4");
+}
+
+TEST_F(HandlerStop, TaskBehindTheLastOne_StaysInTheQueueUnrun) {
+    EXPECT_EQ(Access::QueuedTasks(scenario->handler()), 1u);
+    EXPECT_THAT(scenario->calls, testing::Not(testing::Contains("left behind")));
+}
+
+TEST_F(HandlerStop, PipeServer_IsDisconnectedAtOnceAndDeletedByATask) {
+    EXPECT_TRUE(scenario->server_was_there);
+    EXPECT_EQ(Access::Server(scenario->handler()).load(), nullptr);
+    EXPECT_EQ(scenario->log().OfFunction("PipeServer::Disconnect").size(), 1u);
+    EXPECT_TRUE(scenario->log().Contains(LogLevel::Debug, "task loop end"));
+    EXPECT_FALSE(Access::Running(scenario->handler()));
+}
+
+}  // namespace
+}  // namespace vdipc::test

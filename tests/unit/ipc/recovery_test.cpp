@@ -1,0 +1,79 @@
+#include "support/HandlerTest.h"
+
+#include "common/Event.h"
+
+namespace vdipc::test {
+namespace {
+
+class HandlerRecovery : public HandlerTest {};
+
+TEST_F(HandlerRecovery, AHundredPings_LeaveEventAndThreadNull) {
+    for (int i = 0; i < 100; ++i) {
+        Access::OnIpcPingreceived(handler());
+    }
+    EXPECT_EQ(Access::PingListeningStopEvent(handler()).load(), nullptr);
+    EXPECT_EQ(Access::PingReceivedEvent(handler()).load(), nullptr);
+    EXPECT_EQ(Access::PingListeningThread(handler()), nullptr);
+    EXPECT_EQ(log().OfFunction("IpcHandler::OnIpcPingreceived").size(), 100u);
+    EXPECT_EQ(Access::QueuedTasks(handler()), 0u);
+}
+
+// No routine counts the time since the last ping, so any stretch without one is like the next.
+TEST_F(HandlerRecovery, NoPingAtAll_StartsNothingThatCouldNoticeIt) {
+    int quits = 0;
+    handler().SetQuitCallback([&quits] { ++quits; });
+    Access::OnIpcPingreceived(handler());
+    StartTaskThread();
+    StopTaskThread();
+    EXPECT_EQ(Access::PingListeningThread(handler()), nullptr);
+    EXPECT_EQ(Access::PingListeningStopEvent(handler()).load(), nullptr);
+    EXPECT_EQ(quits, 0);
+    EXPECT_TRUE(log().OfFunction("IpcHandler::ListenPing").empty());
+    EXPECT_TRUE(TrackwireRecords("vdk_listening_ping_timeout").empty());
+}
+
+TEST_F(HandlerRecovery, WatchdogRoutine_IsKeptAliveByPingsAndEndedByTheStopEvent) {
+    int quits = 0;
+    handler().SetQuitCallback([&quits] { ++quits; });
+    std::thread watchdog([this] { Access::ListenPing(handler()); });
+    EXPECT_TRUE(WaitUntil([this] { return Access::PingListeningStopEvent(handler()) != nullptr; }));
+    Access::OnIpcPingreceived(handler());
+    EXPECT_TRUE(log().WaitFor("ping_received_event_ set, continue"));
+    EXPECT_TRUE(log().Contains(LogLevel::Debug, "ping received, set event"));
+    SignalEvent(Access::PingListeningStopEvent(handler()));
+    watchdog.join();
+    EXPECT_TRUE(log().Contains(LogLevel::Debug, "ping_listening_stop_event_ set, stop"));
+    EXPECT_EQ(quits, 0);
+    EXPECT_EQ(Access::PingReceivedEvent(handler()).load(), nullptr);
+    EXPECT_EQ(Access::PingListeningStopEvent(handler()).load(), nullptr);
+}
+
+TEST_F(HandlerRecovery, WatchdogRoutineWithoutAPing_ReportsAndCallsTheQuitCallbackAfterThreeSeconds) {
+    int quits = 0;
+    handler().SetQuitCallback([&quits] { ++quits; });
+    const auto begin = std::chrono::steady_clock::now();
+    Access::ListenPing(handler());
+    EXPECT_GE(std::chrono::steady_clock::now() - begin, std::chrono::milliseconds(2900));
+    EXPECT_EQ(quits, 1);
+    EXPECT_TRUE(log().Contains(LogLevel::Debug, "WaitForMultipleObjects result=WAIT_TIMEOUT, exit process"));
+    const auto records = TrackwireRecords("vdk_listening_ping_timeout");
+    ASSERT_EQ(records.size(), 1u);
+    EXPECT_EQ(records[0].pairs.size(), 2u);
+    EXPECT_EQ(Access::PingListeningStopEvent(handler()).load(), nullptr);
+}
+
+TEST_F(HandlerRecovery, ReadError_IsOnlyATask) {
+    UseServer();
+    Access::OnIpcReadError(handler());
+    EXPECT_EQ(Access::QueuedTasks(handler()), 1u);
+    EXPECT_TRUE(log().OfFunction("PipeServer::Disconnect").empty());
+}
+
+TEST_F(HandlerRecovery, ReadErrorAfterTheServerIsGone_DoesNothing) {
+    Access::OnIpcReadError(handler());
+    EXPECT_EQ(Access::RunTasks(handler()), 1u);
+    EXPECT_FALSE(log().Contains("IPC connected"));
+}
+
+}  // namespace
+}  // namespace vdipc::test

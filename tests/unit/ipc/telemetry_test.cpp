@@ -1,0 +1,103 @@
+#include "support/HandlerTest.h"
+
+#include <regex>
+#include <utility>
+
+namespace vdipc::test {
+namespace {
+
+using testing::ElementsAre;
+using testing::IsEmpty;
+using testing::Pair;
+using testing::Return;
+
+class HandlerTelemetry : public HandlerTest {
+protected:
+    void ReadCommandLine(const std::string& text) {
+        WriteFile("command_line", text);
+        Access::ReadCommandlineForTrackwire(handler());
+    }
+};
+
+TEST_F(HandlerTelemetry, Version_IsToldAsWideText) {
+    Access::SetVersionForTrackwire(handler());
+    EXPECT_THAT(TrackwireSetters(), ElementsAre(Pair("SetVDShellVersionW", "2.0.54")));
+}
+
+TEST_F(HandlerTelemetry, EveryRecord_EndsWithReporttime) {
+    CTrackwire record;
+    record.Push("Action", "x");
+    record.Push("number", std::int32_t{3});
+    handler().SendTrackwire(record);
+    ASSERT_EQ(TrackwireRecords().size(), 1u);
+    const auto pairs = TrackwireRecords()[0].pairs;
+    ASSERT_EQ(pairs.size(), 3u);
+    EXPECT_EQ(pairs[2].key, "reporttime");
+    EXPECT_TRUE(std::regex_match(pairs[2].value, std::regex(R"(\d{4}\.\d\d\.\d\d \d\d:\d\d:\d\d\.\d{3})")))
+        << pairs[2].value;
+}
+
+TEST_F(HandlerTelemetry, NoCommandLineFile_IsOneWarnLine) {
+    Access::ReadCommandlineForTrackwire(handler());
+    EXPECT_TRUE(log().Contains(LogLevel::Warn, "open command line file failed: command_line"));
+    EXPECT_THAT(TrackwireSetters(), IsEmpty());
+}
+
+TEST_F(HandlerTelemetry, CommandLine_IsHandedOnInOrderAsRead) {
+    ReadCommandLine(
+        "{\"login_cid\":\"c\xC3\xA9\",\"login_lnum\":\"l\",\"login_cnum\":\"n\",\"other\":\"x\"}");
+    EXPECT_THAT(TrackwireSetters(), ElementsAre(Pair("SetBigClassIdA", "l"), Pair("SetLessonNumA", "n"),
+                                                Pair("SetClassIdA", "c\xC3\xA9")));
+    EXPECT_TRUE(log().Contains("read command line: {\"login_cid\""));
+    EXPECT_TRUE(log().Contains("live_id=l"));
+    EXPECT_TRUE(log().Contains("lesson_num=n"));
+    EXPECT_TRUE(log().Contains("class_id=c\xC3\xA9"));
+}
+
+TEST_F(HandlerTelemetry, KeyThatHoldsANumber_IsSkippedAndOtherKeysApply) {
+    ReadCommandLine(R"({"login_cid":7,"login_cnum":"n","login_lnum":null})");
+    EXPECT_THAT(TrackwireSetters(), ElementsAre(Pair("SetLessonNumA", "n")));
+}
+
+TEST_F(HandlerTelemetry, CommandLineOfAnArray_IsRefused) {
+    ReadCommandLine(R"(["login_cid"])");
+    EXPECT_TRUE(log().Contains(LogLevel::Warn, "parse command line failed"));
+    EXPECT_THAT(TrackwireSetters(), IsEmpty());
+}
+
+TEST_F(HandlerTelemetry, CommandLineThatIsNoJson_IsRefused) {
+    ReadCommandLine("--login_cid=7");
+    EXPECT_TRUE(log().Contains(LogLevel::Warn, "parse command line failed"));
+}
+
+TEST_F(HandlerTelemetry, Rv2AndTq1Connected_ReportsTheDataOfTq1) {
+    AddAll(kDeviceStatusNotConnected);
+    SetStatus(DeviceType::RV2, kDeviceStatusConnected);
+    SetStatus(DeviceType::TQ1, kDeviceStatusConnected);
+    ON_CALL(Device(DeviceType::TQ1), GetDeviceInfo())
+        .WillByDefault(Return(DeviceInfoRecord{"t", "u", "s1", "h", "c1", "17", "p"}));
+    Access::UpdateDeviceInfoForTrackwire(handler());
+    EXPECT_THAT(TrackwireSetters(),
+                ElementsAre(Pair("SetVdkReceiveVersionA", "s1"), Pair("SetVdkManufactorA", "c1"),
+                            Pair("SetVdkChannelNumberA", "17")));
+}
+
+TEST_F(HandlerTelemetry, Rv2Alone_ReportsItsNameAndLeavesVersionAndChannel) {
+    AddAll(kDeviceStatusNotConnected);
+    Access::DeviceObjects(handler())[DeviceType::TQ1].reset();
+    SetStatus(DeviceType::RV2, kDeviceStatusConnected);
+    SetStatus(DeviceType::LW, kDeviceStatusConnected);
+    Access::UpdateDeviceInfoForTrackwire(handler());
+    EXPECT_THAT(TrackwireSetters(), ElementsAre(Pair("SetVdkManufactorA", "RV2.0")));
+}
+
+TEST_F(HandlerTelemetry, NothingConnected_ReportsThreeEmptyTexts) {
+    AddAll(kDeviceStatusUnknown);
+    Access::UpdateDeviceInfoForTrackwire(handler());
+    EXPECT_THAT(TrackwireSetters(),
+                ElementsAre(Pair("SetVdkReceiveVersionA", ""), Pair("SetVdkManufactorA", ""),
+                            Pair("SetVdkChannelNumberA", "")));
+}
+
+}  // namespace
+}  // namespace vdipc::test

@@ -1,0 +1,129 @@
+// What only the real pipe shows.
+#include "Recorder.h"
+#include "ServerFixture.h"
+#include "support/Endings.h"
+
+#include <windows.h>
+
+#include <cstdlib>
+#include <future>
+#include <optional>
+#include <string>
+#include <thread>
+
+#include <gtest/gtest.h>
+
+namespace vdipc {
+namespace {
+
+using test::ConnectClient;
+using test::JsonFrame;
+using test::PingFrame;
+using test::PingReplyFrame;
+using test::PipeServerTest;
+
+TEST_F(PipeServerTest, Instance_HasTheTableOfParameters) {
+    PipeServerAccess::CreateServerPipe(server_);
+    DWORD flags = 0;
+    DWORD out = 0;
+    DWORD in = 0;
+    DWORD most = 0;
+    ASSERT_TRUE(GetNamedPipeInfo(PipeServerAccess::Pipe(server_), &flags, &out, &in, &most));
+    EXPECT_EQ(flags, static_cast<DWORD>(PIPE_SERVER_END | PIPE_TYPE_BYTE));
+    EXPECT_EQ(out, 524288u);
+    EXPECT_EQ(in, 524288u);
+    EXPECT_GE(most, static_cast<DWORD>(PIPE_UNLIMITED_INSTANCES));  // or, in Wine's words, all ones
+    DWORD state = 1;
+    DWORD instances = 0;
+    ASSERT_TRUE(GetNamedPipeHandleStateA(PipeServerAccess::Pipe(server_), &state, &instances, nullptr,
+                                         nullptr, nullptr, 0));
+    EXPECT_EQ(state, static_cast<DWORD>(PIPE_READMODE_BYTE | PIPE_WAIT));
+    EXPECT_EQ(instances, 1u);
+}
+
+TEST_F(PipeServerTest, Name_IsTheFixedOne) {
+    EXPECT_STREQ(kPipeName, R"(\\.\pipe\zq-vote-deck-D27DFDD9-E25D-4976-A4D3-6179C2000B4C)");
+    PipeServerAccess::CreateServerPipe(server_);
+    const HANDLE client = CreateFileA(R"(\\.\pipe\zq-vote-deck-D27DFDD9-E25D-4976-A4D3-6179C2000B4C)",
+                                      GENERIC_READ | GENERIC_WRITE, 0, nullptr, OPEN_EXISTING, 0, nullptr);
+    EXPECT_NE(client, INVALID_HANDLE_VALUE);
+    CloseHandle(client);
+}
+
+TEST_F(PipeServerTest, CreationThatFails_IsLogged_AndConnectFailsAndReturnsFalse) {
+    // Somebody else owns the name, and allows one instance.
+    const HANDLE other = CreateNamedPipeA(kPipeName, PIPE_ACCESS_DUPLEX, 0, 1, 100, 100, 0, nullptr);
+    ASSERT_NE(other, INVALID_HANDLE_VALUE);
+    EXPECT_FALSE(server_.Connect());
+    CloseHandle(other);
+    EXPECT_EQ(PipeServerAccess::Pipe(server_), InvalidPipeHandle());
+    EXPECT_TRUE(log_.Contains(LogLevel::Warn, "CreateNamedPipe failed:")) << log_.Text();
+    EXPECT_TRUE(log_.Contains(LogLevel::Warn, "ConnectNamedPipe failed:6")) << log_.Text();
+    EXPECT_EQ(log_.OfFunction("PipeServer::Connect").back().rest, "Connect end");
+    const auto client = ConnectClient(server_);
+    EXPECT_NE(client, nullptr);
+}
+
+TEST_F(PipeServerTest, LargeFrameInOneWrite_ArrivesWhole) {
+    const auto client = ConnectClient(server_);
+    const std::string text(400000, 'x');
+    ASSERT_TRUE(client->Write(JsonFrame(text)));
+    ASSERT_TRUE(heard_.WaitForMessages(1));
+    EXPECT_EQ(heard_.Messages()[0], text);
+}
+
+TEST_F(PipeServerTest, LargeEvent_LeavesWhole) {
+    const auto client = ConnectClient(server_);
+    const std::string text(2000000, 'y');
+    server_.SendMsg(text);
+    EXPECT_EQ(client->ReadFrame(), JsonFrame(text));
+}
+
+/// A client in another process: says hello, expects the answer to its ping.
+[[noreturn]] void ClientProcess() {
+    const auto client = test::OpenServerPipe();
+    if (!client || !client->Write(JsonFrame("hello")) || !client->Write(PingFrame())) {
+        std::_Exit(2);
+    }
+    std::_Exit(client->ReadFrame() == PingReplyFrame() ? 0 : 3);
+}
+
+TEST(PipeServerDeathTest, ClientInAnotherProcess_IsServed_AndItsEndIsAReadError) {
+    test::StartDeathTestsAnew();
+    test::Heard heard;
+    std::optional<PipeServer> server;
+    std::future<bool> connected;
+    if (!testing::internal::InDeathTestChild()) {
+        server.emplace([&heard](const std::string& text) { heard.Message(text); }, nullptr,
+                       [&heard] { heard.Error(); });
+        connected = test::Listen(*server);
+    }
+    EXPECT_EXIT(ClientProcess(), testing::ExitedWithCode(0), "");
+    ASSERT_TRUE(connected.get());
+    EXPECT_TRUE(heard.WaitForMessages(1));
+    EXPECT_TRUE(heard.WaitForErrors(1));
+    server->Disconnect();
+}
+
+DWORD Handles() {
+    DWORD count = 0;
+    EXPECT_TRUE(GetProcessHandleCount(GetCurrentProcess(), &count));
+    return count;
+}
+
+TEST_F(PipeServerTest, ManyConnections_LeaveOneEventEachAtMost) {
+    ConnectClient(server_);
+    server_.Disconnect();
+    const DWORD before = Handles();
+    constexpr DWORD kConnections = 20;
+    for (DWORD i = 0; i < kConnections; ++i) {
+        const auto client = ConnectClient(server_, PingFrame());
+        ASSERT_EQ(client->ReadFrame(), PingReplyFrame());
+        server_.Disconnect();
+    }
+    // One for the read that Stop ended; a write was not in progress. A few come and go with the system's own threads.
+    EXPECT_LE(Handles(), before + kConnections + 10);
+}
+
+}  // namespace
+}  // namespace vdipc

@@ -1,0 +1,85 @@
+#include "RefusedAllocation.h"
+
+#include <atomic>
+#include <cstdlib>
+#include <new>
+
+// clang's ThreadSanitizer brings allocation functions of its own.
+#if defined(__has_feature)
+#if __has_feature(thread_sanitizer)
+#define VDIPC_FOREIGN_ALLOCATION
+#endif
+#endif
+
+#if defined(VDIPC_FOREIGN_ALLOCATION)
+
+namespace vdipc::test {
+
+void RefuseAllocation(std::size_t) {}
+
+bool CanRefuseAllocation() {
+    return false;
+}
+
+}  // namespace vdipc::test
+
+#else
+
+namespace {
+
+// 0 refuses none.
+std::atomic<std::size_t> g_refused_size{0};
+
+void* Allocate(std::size_t size) noexcept {
+    return size != 0 && size == g_refused_size ? nullptr : std::malloc(size == 0 ? 1 : size);
+}
+
+}  // namespace
+
+void* operator new(std::size_t size) {
+    if (void* const memory = Allocate(size)) {
+        return memory;
+    }
+    throw std::bad_alloc();
+}
+void* operator new[](std::size_t size) {
+    return operator new(size);
+}
+void* operator new(std::size_t size, const std::nothrow_t&) noexcept {
+    return Allocate(size);
+}
+void* operator new[](std::size_t size, const std::nothrow_t&) noexcept {
+    return Allocate(size);
+}
+void operator delete(void* memory) noexcept {
+    std::free(memory);
+}
+void operator delete[](void* memory) noexcept {
+    std::free(memory);
+}
+void operator delete(void* memory, std::size_t) noexcept {
+    std::free(memory);
+}
+void operator delete[](void* memory, std::size_t) noexcept {
+    std::free(memory);
+}
+void operator delete(void* memory, const std::nothrow_t&) noexcept {
+    std::free(memory);
+}
+void operator delete[](void* memory, const std::nothrow_t&) noexcept {
+    std::free(memory);
+}
+
+namespace vdipc::test {
+
+void RefuseAllocation(std::size_t size) {
+    g_refused_size = size;
+}
+
+bool CanRefuseAllocation() {
+    return true;
+}
+
+}  // namespace vdipc::test
+
+#endif

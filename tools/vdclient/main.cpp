@@ -1,0 +1,266 @@
+// A console for the pipe: JSON lines on standard input become frames, frames become JSON lines on standard output.
+
+#include "tools/common/PipeClient.h"
+#include "tools/common/ShortForms.h"
+#include "tools/common/WideText.h"
+#include "pipe/PipeData.h"
+
+#include <CLI/CLI.hpp>
+#include <json/json.h>
+
+#include <windows.h>
+
+#include <atomic>
+#include <chrono>
+#include <condition_variable>
+#include <cstdio>
+#include <iostream>
+#include <memory>
+#include <mutex>
+#include <set>
+#include <string>
+#include <thread>
+
+namespace {
+
+using namespace vdipc::tools;
+
+constexpr int kExitUsage = 2;
+constexpr int kExitNobodyServes = 3;
+constexpr int kExitAnotherClient = 4;
+constexpr int kExitConnectionLost = 5;
+constexpr int kExitEventMissing = 6;
+
+struct Options {
+    std::uint32_t timeout_ms = 10000;
+    std::uint32_t ping_ms = 0;
+    std::uint32_t listen_ms = 0;
+    std::string wait_event;
+    bool raw = false;
+    std::vector<std::string> words;
+};
+
+std::string Compact(const Json::Value& value) {
+    Json::StreamWriterBuilder builder;
+    builder["indentation"] = "";
+    builder["emitUTF8"] = true;
+    return Json::writeString(builder, value);
+}
+
+bool ParseJson(const std::string& text, Json::Value& value, std::string& errors) {
+    const std::unique_ptr<Json::CharReader> reader(Json::CharReaderBuilder().newCharReader());
+    return reader->parse(text.data(), text.data() + text.size(), &value, &errors);
+}
+
+/// What came over the pipe, told to whoever waits for it.
+class Console {
+public:
+    Console(PipeClient& client, const Options& options) : client_(client), options_(options) {}
+
+    void ReadUntilLost() {
+        Frame frame;
+        while (client_.Read(frame)) {
+            Show(frame);
+        }
+        const std::lock_guard lock(mutex_);
+        lost_ = true;
+        changed_.notify_all();
+    }
+
+    bool Send(const std::string& bytes) { return client_.Write(bytes); }
+
+    void PingEvery(std::uint32_t milliseconds) {
+        std::unique_lock lock(mutex_);
+        while (!lost_) {
+            ping_sent_ = std::chrono::steady_clock::now();
+            if (!client_.Write(PingBytes())) {
+                return;
+            }
+            changed_.wait_for(lock, std::chrono::milliseconds(milliseconds), [this] { return lost_; });
+        }
+    }
+
+    bool IsLost() {
+        const std::lock_guard lock(mutex_);
+        return lost_;
+    }
+
+    /// True when an event of this name has come.
+    bool WaitForEvent(const std::string& name, std::uint32_t milliseconds) {
+        std::unique_lock lock(mutex_);
+        return changed_.wait_for(lock, std::chrono::milliseconds(milliseconds),
+                                 [this, &name] { return seen_.count(name) != 0 || lost_; }) &&
+               seen_.count(name) != 0;
+    }
+
+    void WaitUntilLost(std::uint32_t milliseconds) {
+        std::unique_lock lock(mutex_);
+        changed_.wait_for(lock, std::chrono::milliseconds(milliseconds), [this] { return lost_; });
+    }
+
+    void Print(const std::string& line) {
+        const std::lock_guard lock(print_mutex_);
+        std::fwrite(line.data(), 1, line.size(), stdout);
+        std::fputc('\n', stdout);
+        std::fflush(stdout);
+    }
+
+private:
+    void Show(const Frame& frame) {
+        Json::Value value;
+        std::string errors;
+        if (frame.type == vdipc::kFrameTypePing) {
+            const std::lock_guard lock(mutex_);
+            value["ping-reply"] = frame.command == vdipc::kFrameCommandPingReply;
+            value["ms"] =
+                std::chrono::duration<double, std::milli>(std::chrono::steady_clock::now() - ping_sent_).count();
+        } else if (frame.type != vdipc::kFrameTypeJson || !ParseJson(frame.payload, value, errors)) {
+            value["frame"]["type"] = frame.type;
+            value["frame"]["command"] = frame.command;
+            value["frame"]["payload"] = frame.payload;
+        }
+        Print(Compact(value));
+        if (value.isObject() && value["event"].isString()) {
+            const std::lock_guard lock(mutex_);
+            seen_.insert(value["event"].asString());
+            changed_.notify_all();
+        }
+    }
+
+    PipeClient& client_;
+    const Options& options_;
+    std::mutex mutex_;
+    std::condition_variable changed_;
+    std::set<std::string> seen_;
+    bool lost_ = false;
+    std::chrono::steady_clock::time_point ping_sent_;
+    std::mutex print_mutex_;
+};
+
+/// Bytes of a text of hexadecimal digits; blanks between them are allowed.
+std::string BytesOfHex(const std::string& text) {
+    std::string digits;
+    for (const char c : text) {
+        if (c != ' ' && c != '\t' && c != '\r') {
+            if (std::isxdigit(static_cast<unsigned char>(c)) == 0) {
+                throw std::invalid_argument(std::string("'") + c + "' is no hexadecimal digit");
+            }
+            digits.push_back(c);
+        }
+    }
+    if (digits.size() % 2 != 0) {
+        throw std::invalid_argument("a byte has two hexadecimal digits, and the last one here has one");
+    }
+    std::string bytes;
+    for (std::size_t i = 0; i < digits.size(); i += 2) {
+        bytes.push_back(static_cast<char>(std::stoi(digits.substr(i, 2), nullptr, 16)));
+    }
+    return bytes;
+}
+
+/// A JSON object is sent as it stands, everything else is taken for a short form.
+std::string BytesOfLine(const std::string& line, bool raw) {
+    if (raw) {
+        return BytesOfHex(line);
+    }
+    const std::size_t first = line.find_first_not_of(" \t");
+    if (first != std::string::npos && line[first] == '{') {
+        return JsonFrameBytes(line);
+    }
+    return JsonFrameBytes(JsonOfShortForm(SplitWords(line)));
+}
+
+int Complain(const std::string& words, int code) {
+    std::cerr << "vdclient: " << words << std::endl;
+    return code;
+}
+
+int Run(const Options& options) {
+    std::string first;
+    if (!options.words.empty()) {
+        try {
+            first = options.words.size() == 1 && options.words[0].starts_with("{")
+                        ? JsonFrameBytes(options.words[0])
+                        : JsonFrameBytes(JsonOfShortForm(options.words));
+        } catch (const std::invalid_argument& error) {
+            return Complain(error.what(), kExitUsage);
+        }
+    }
+    // Threads that still wait for the pipe when the program ends use these two, so no destructor may meet them.
+    static PipeClient client;
+    switch (client.Open(options.timeout_ms)) {
+        case OpenResult::Open:
+            break;
+        case OpenResult::NobodyServes:
+            return Complain("nobody serves the pipe; start a host (vdhost) first, or wait longer with --timeout",
+                            kExitNobodyServes);
+        case OpenResult::AnotherClient:
+            return Complain("another client holds the pipe; only one is served at a time", kExitAnotherClient);
+        case OpenResult::Failed:
+            return Complain("can't open the pipe: " + client.LastError(), kExitNobodyServes);
+    }
+    static Console console(client, options);
+    std::thread([] { console.ReadUntilLost(); }).detach();
+    if (options.ping_ms > 0) {
+        std::thread([&options] { console.PingEvery(options.ping_ms); }).detach();
+    }
+
+    if (!options.words.empty()) {
+        if (!console.Send(first)) {
+            return Complain("the connection was lost: " + client.LastError(), kExitConnectionLost);
+        }
+    } else {
+        std::string line;
+        while (std::getline(std::cin, line)) {
+            if (line.find_first_not_of(" \t\r") == std::string::npos) {
+                continue;
+            }
+            try {
+                if (!console.Send(BytesOfLine(line, options.raw))) {
+                    return Complain("the connection was lost: " + client.LastError(), kExitConnectionLost);
+                }
+            } catch (const std::invalid_argument& error) {
+                Complain(error.what(), kExitUsage);
+            }
+        }
+    }
+    if (!options.wait_event.empty() && !console.WaitForEvent(options.wait_event, options.timeout_ms)) {
+        return Complain("no event \"" + options.wait_event + "\" has come", kExitEventMissing);
+    }
+    if (options.listen_ms > 0) {
+        console.WaitUntilLost(options.listen_ms);
+    }
+    return console.IsLost() ? Complain("the connection was lost", kExitConnectionLost) : 0;
+}
+
+}  // namespace
+
+int main() {
+    SetConsoleOutputCP(CP_UTF8);
+    CLI::App app(
+        "Speaks with VDIPC.dll through its pipe. Without a COMMAND, lines of standard input are sent: a JSON object as it\n"
+        "stands, a short form as the command that it stands for. Frames that come back are printed as one JSON line each.",
+        "vdclient");
+    Options options;
+    app.add_option("--timeout", options.timeout_ms, "milliseconds to wait for the pipe, and for --wait")
+        ->capture_default_str();
+    app.add_option("--ping", options.ping_ms, "send a ping every so many milliseconds");
+    app.add_option("--listen", options.listen_ms, "stay connected so many milliseconds after the last line");
+    app.add_option("--wait", options.wait_event, "stay connected until an event of this name has come");
+    app.add_flag("--raw", options.raw, "lines of standard input are bytes in hexadecimal, sent as they stand");
+    app.add_option("command", options.words, "a command in its short form, or one JSON object");
+    app.positionals_at_end();
+    app.allow_windows_style_options(false);
+    app.footer(ShortFormHelp() +
+               "Exit codes: 0 done, 2 bad words, 3 nobody serves the pipe, 4 another client holds it, 5 connection lost,\n"
+               "6 the event of --wait has not come.");
+    std::vector<std::string> arguments = Utf8Arguments();
+    try {
+        app.parse(std::vector<std::string>(arguments.rbegin(), arguments.rend()));
+    } catch (const CLI::ParseError& error) {
+        return app.exit(error);
+    }
+    const int code = Run(options);
+    std::fflush(stdout);
+    std::_Exit(code);
+}
