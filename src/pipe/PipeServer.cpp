@@ -2,8 +2,8 @@
 
 #include "common/Log.h"
 
-#include <latch>
 #include <memory>
+#include <mutex>
 #include <string_view>
 #include <utility>
 
@@ -24,14 +24,16 @@ PipeServer::~PipeServer() {
 void PipeServer::CreatePipeIO() {
     // The reader starts before the object is in its field. A ping that is in the pipe already must find it there, or it
     // would get no reply.
-    const auto in_place = std::make_shared<std::latch>(1);
+    const auto in_place = std::make_shared<std::mutex>();
     const auto on_data = [this, in_place](const PipeData& data) {
-        in_place->wait();
+        { const std::lock_guard wait_until_in_place(*in_place); }
         OnPipeDataReceived(data);
     };
-    auto made = std::make_unique<PipeIO>(pipe_.load(), on_data, read_error_callback_);
-    PipeIO* const old = pipe_io_.exchange(made.release());
-    in_place->count_down();
+    PipeIO* old = nullptr;
+    {
+        const std::lock_guard lock(*in_place);
+        old = pipe_io_.exchange(std::make_unique<PipeIO>(pipe_.load(), on_data, read_error_callback_).release());
+    }
     delete old;
 }
 

@@ -5,6 +5,8 @@ arrows   each layer includes itself and what lies below it, nothing else of src/
 borders  nothing in src/ includes stand-ins, tools, tests, examples or benchmarks
 windows  windows.h and its kind are included by *_win32.cpp units alone, and by *_win32.h headers that only those
          include, so that everything else compiles anywhere
+waits    no <latch>, <barrier>, <semaphore>, <stop_token>: GCC 12's for Windows look at the value before they take the
+         lock that they wait under, and so sleep through a notification now and then
 """
 import pathlib
 import re
@@ -22,9 +24,10 @@ OUTSIDE = ("standin", "tools", "tests", "examples", "bench", "classroom", "doubl
 WINDOWS = re.compile(r"^(windows|windowsx|winsock2?|ws2tcpip|shellapi|shlobj(_core)?|knownfolders|objbase|combaseapi|dbt|"
                      r"rpc|rpcdce|winreg|winternl|initguid|tlhelp32|winver|handleapi|synchapi|process|io|direct)\.h$",
                      re.IGNORECASE)
+WAITS = {"latch", "barrier", "semaphore", "stop_token"}
 INCLUDE = re.compile(r'^\s*#\s*include\s*([<"])([^>"]+)[>"]')
 
-checks = ["arrows", "borders", "windows"]
+checks = ["arrows", "borders", "windows", "waits"]
 if len(sys.argv) > 2:
     checks = [sys.argv[1]]
 src = pathlib.Path(sys.argv[-1]) / "src"
@@ -59,6 +62,8 @@ for path in sorted(src.rglob("*")):
                     findings.append(f"{where}: {layer} must not know {to}")
             if "borders" in checks and first in OUTSIDE:
                 findings.append(f"{where}: src/ must not know {first}/")
+        if "waits" in checks and name in WAITS:
+            findings.append(f"{where}, whose waiting loses wake-ups in GCC 12 for Windows")
         if "windows" in checks and (WINDOWS.match(pathlib.PurePath(name).name) or name.endswith("_win32.h")):
             if not path.name.endswith(("_win32.cpp", "_win32.h")):
                 findings.append(f"{where}, but is no *_win32.cpp unit")
