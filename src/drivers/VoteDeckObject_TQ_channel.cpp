@@ -1,4 +1,5 @@
 // What a receiver tells about itself, and the channel of a TQ2.
+#include "common/JsonText.h"
 #include "common/Log.h"
 #include "common/closed/Trackwire.h"
 #include "drivers/VoteDeckObject_TQ.h"
@@ -6,7 +7,6 @@
 #include <algorithm>
 #include <cstdlib>
 #include <limits>
-#include <memory>
 
 #include <json/json.h>
 
@@ -41,11 +41,8 @@ void VoteDeckObject_TQ::ReadDeviceInfo() {
     const char* const answer = control_->QueryDeviceInfo();
     const std::string text = answer != nullptr ? answer : "";
     VD_LOG(LogLevel::Debug, "{}:{} device_info={}", text);
-    const Json::CharReaderBuilder builder;
-    const std::unique_ptr<Json::CharReader> reader(builder.newCharReader());
     Json::Value root;
-    std::string errors;
-    if (!reader->parse(text.data(), text.data() + text.size(), &root, &errors) || !root.isObject()) {
+    if (!ParseJson(text, &root) || !root.isObject()) {
         return;
     }
     const Json::Value& object = root;

@@ -1,5 +1,6 @@
 // The speech engines: one recogniser and up to five evaluators, and the switch to offline evaluation.
 #include "common/Clock.h"
+#include "common/JsonText.h"
 #include "common/Log.h"
 #include "ipc/IpcHandler.h"
 #include "ipc/WorkerThreads.h"
@@ -34,8 +35,7 @@ bool IsAliyunConfigured() {
         return false;
     }
     Json::Value root;
-    std::string errors;
-    if (!Json::parseFromStream(Json::CharReaderBuilder(), file, &root, &errors) || !root.isObject()) {
+    if (!ParseJson(file, &root) || !root.isObject()) {
         return false;
     }
     const Json::Value& engine = root["engine"];

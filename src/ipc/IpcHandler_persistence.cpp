@@ -1,5 +1,6 @@
 // The activated keypads of each receiver kind, kept in a small file beside the host's executable.
 #include "common/HostPath.h"
+#include "common/JsonText.h"
 #include "common/Log.h"
 #include "common/StandardErrors.h"
 #include "common/TextEncoding.h"
@@ -58,8 +59,7 @@ void IpcHandler::LoadActiveDevices() {
     stream << file.rdbuf();
     VD_LOG(LogLevel::Debug, "{}:{} open file OK. file_path={}  stream={}", file_path, stream.str());
     Json::Value root;
-    std::string errors;
-    if (!Json::parseFromStream(Json::CharReaderBuilder(), stream, &root, &errors) || !root.isObject()) {
+    if (!ParseJson(stream, &root) || !root.isObject()) {
         VD_LOG(LogLevel::Warn, "{}:{} parse json failed.");
         return;
     }

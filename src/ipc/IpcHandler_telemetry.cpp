@@ -1,5 +1,6 @@
 // What the telemetry library is told once, and how every record is finished.
 #include "common/Clock.h"
+#include "common/JsonText.h"
 #include "common/Log.h"
 #include "common/StandardErrors.h"
 #include "common/Version.h"
@@ -50,8 +51,7 @@ void IpcHandler::ReadCommandlineForTrackwire() {
     stream << file.rdbuf();
     VD_LOG(LogLevel::Debug, "{}:{} read command line: {}", stream.str());
     Json::Value value;
-    std::string errors;
-    if (!Json::parseFromStream(Json::CharReaderBuilder(), stream, &value, &errors) || !value.isObject()) {
+    if (!ParseJson(stream, &value) || !value.isObject()) {
         VD_LOG(LogLevel::Warn, "{}:{} parse command line failed");
         return;
     }

@@ -16,7 +16,7 @@ public:
 
     /// Fills the record; false when the text is not a complete command of the record's kind, or the record is
     /// null. Fields read before the failure stay filled. Keys of a wrong type fail where the key is required,
-    /// else they are passed over. Raises Json::RuntimeError for nesting beyond the parser's stack limit.
+    /// else they are passed over.
     static bool DecodeCommand(const std::string& text, CommandInit* record);
     static bool DecodeCommand(const std::string& text, CommandAsk* record);
     static bool DecodeCommand(const std::string& text, CommandStop* record);

@@ -1,6 +1,7 @@
 #include "messages/MessageCodec.h"
 
 #include "common/Guid.h"
+#include "common/JsonText.h"
 #include "common/StandardErrors.h"
 #include "messages/MessageText.h"
 
@@ -13,7 +14,6 @@ namespace vdipc {
 namespace {
 
 using message_text::Finish;
-using message_text::Parse;
 using message_text::WireText;
 
 constexpr std::int32_t kNoInfo = -1;
@@ -139,7 +139,7 @@ std::string MessageCodec::EncodeEvent(const EventEvaluated& record) {
     data["lost_package_rate"] = Json::Value(record.lost_package_rate);
     if (!record.raw_result.empty()) {
         Json::Value raw_result;
-        if (Parse(record.raw_result, &raw_result) && raw_result.isObject()) {
+        if (ParseJson(record.raw_result, &raw_result) && raw_result.isObject()) {
             data["raw_result"] = raw_result;
         }
     }

@@ -1,20 +1,12 @@
 #include "messages/MessageText.h"
 
+#include "common/JsonText.h"
 #include "common/TextEncoding.h"
-
-#include <memory>
 
 namespace vdipc::message_text {
 
-bool Parse(const std::string& text, Json::Value* root) {
-    const Json::CharReaderBuilder builder;
-    const std::unique_ptr<Json::CharReader> reader(builder.newCharReader());
-    std::string errors;
-    return reader->parse(text.data(), text.data() + text.size(), root, &errors);
-}
-
 bool ParseMessage(const std::string& text, const char* type_key, Json::Value* root, std::string* name) {
-    if (!Parse(text, root) || !root->isObject()) {
+    if (!ParseJson(text, root) || !root->isObject()) {
         return false;
     }
     const Json::Value& object = *root;

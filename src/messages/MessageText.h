@@ -8,15 +8,11 @@
 namespace vdipc::message_text {
 
 /// Parses a text and takes it for a message when it is an object that holds a string under `type_key`
-/// ("command" or "event"); that string goes to `name`. Nesting beyond the parser's stack limit raises
-/// Json::RuntimeError.
+/// ("command" or "event"); that string goes to `name`.
 bool ParseMessage(const std::string& text, const char* type_key, Json::Value* root, std::string* name);
 
 /// As ParseMessage, and false for a message of any other name than this.
 bool ParseMessageNamed(const std::string& text, const char* type_key, const char* name, Json::Value* root);
-
-/// Parses any text with the parser's default settings; what is wrong with it is not told.
-bool Parse(const std::string& text, Json::Value* root);
 
 /// The string under a key, in the active code page. False, and the field stays, when there is none.
 bool ReadText(const Json::Value& object, const char* key, std::string* field);

@@ -53,6 +53,12 @@ TEST_F(TQInfoTest, EmptyString_IsAValue) {
     EXPECT_EQ(Read(R"({"Channel":""})"), "t,u,s,h,c,,p");
 }
 
+TEST_F(TQInfoTest, TextNestedDeeperThanTheParserFollows_LeavesTheRecordAlone) {
+    Read(kCompleteInfo);
+    EXPECT_EQ(Read(R"({"UID":"x","more":)" + std::string(2000, '{')), "t,u,s,h,c,7,p");
+    EXPECT_EQ(Read(R"({"UID":"x","more":)" + std::string(2000, '[')), "t,u,s,h,c,7,p");
+}
+
 TEST_F(TQInfoTest, TextThatIsNoJsonObject_LeavesTheRecordAloneAndLogsOneLine) {
     Read(kCompleteInfo);
     for (const char* text : {"", "receiver", R"({"UID":"x")", R"(["UID","x"])", R"("UID")", "7", "null"}) {

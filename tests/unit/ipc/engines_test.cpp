@@ -62,6 +62,11 @@ TEST_F(Engines, ConfigWhoseRootIsNoObjectOrWhoseEngineIsNoText_GivesBaiduWithout
     }
 }
 
+TEST_F(Engines, ConfigNestedDeeperThanTheParserFollows_GivesBaiduWithoutAnException) {
+    EXPECT_EQ(RecognizerEngineWith(R"({"engine":"ali","more":)" + std::string(2000, '[')), 0);
+    EXPECT_TRUE(log().Contains("use Baidu"));
+}
+
 TEST_F(Engines, SecondInitOfTheRecognizer_ReplacesTheEngine) {
     Access::InitSpeechRecognizer(handler());
     Access::InitSpeechRecognizer(handler());

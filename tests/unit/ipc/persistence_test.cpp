@@ -92,6 +92,13 @@ TEST_P(HandlerPersistenceRefused, File_IsRefusedAsParseJsonFailed) {
 INSTANTIATE_TEST_SUITE_P(All, HandlerPersistenceRefused,
                          testing::Values("[]", "", "null", "7", R"({"TQ1":)", "hello"));
 
+TEST_F(HandlerPersistence, FileNestedDeeperThanTheParserFollows_IsRefusedAsParseJsonFailed) {
+    Active()[DeviceType::TQ1] = {"1"};
+    Load(R"({"TQ1":["2"],"more":)" + std::string(1000, '[') + std::string(1000, ']') + "}");
+    EXPECT_TRUE(log().Contains(LogLevel::Warn, "parse json failed."));
+    EXPECT_THAT(Active(), ElementsAre(Pair(DeviceType::TQ1, ElementsAre("1"))));
+}
+
 TEST_F(HandlerPersistence, NumberUnderAKind_LeavesItsSet_AndAnArrayUnderNoKindIsDropped) {
     Active()[DeviceType::TQ1] = {"1"};
     Load(R"({"TQ1":5,"XX":["9"],"tq1":["9"],"TQ1 ":["9"],"":["9"]})");

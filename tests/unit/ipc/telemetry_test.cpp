@@ -70,6 +70,12 @@ TEST_F(HandlerTelemetry, CommandLineThatIsNoJson_IsRefused) {
     EXPECT_TRUE(log().Contains(LogLevel::Warn, "parse command line failed"));
 }
 
+TEST_F(HandlerTelemetry, CommandLineNestedDeeperThanTheParserFollows_IsRefused) {
+    ReadCommandLine(R"({"login_cid":"c","more":)" + std::string(2000, '['));
+    EXPECT_TRUE(log().Contains(LogLevel::Warn, "parse command line failed"));
+    EXPECT_THAT(TrackwireSetters(), IsEmpty());
+}
+
 TEST_F(HandlerTelemetry, Rv2AndTq1Connected_ReportsTheDataOfTq1) {
     AddAll(kDeviceStatusNotConnected);
     SetStatus(DeviceType::RV2, kDeviceStatusConnected);

@@ -316,6 +316,11 @@ TEST(EncodeEvaluated, RawResultThatIsNoObject_IsSwallowed) {
     }
 }
 
+TEST(EncodeEvaluated, RawResultNestedDeeperThanTheParserFollows_IsSwallowed) {
+    EXPECT_THAT(Keys(EvaluatedData("{\"a\":" + std::string(1000, '[') + std::string(1000, ']') + "}")),
+                ElementsAre("error", "lost_package_rate"));
+}
+
 TEST(EncodeEvaluated, RawResultWithTextBeyondAscii_KeepsIt) {
     const Json::Value data =
         EvaluatedData("{\"text\":\"\xe4\xbd\xa0\xe5\xa5\xbd\", \"list\":[1,2.5,null,true]} tail");

@@ -1,0 +1,51 @@
+#include "common/JsonText.h"
+
+#include <sstream>
+#include <string>
+
+#include <gtest/gtest.h>
+
+namespace vdipc {
+namespace {
+
+/// Whether the text parses, which a stream with the same text must say too.
+bool Parses(const std::string& text, Json::Value* root) {
+    Json::Value of_stream;
+    std::istringstream stream(text);
+    const bool parsed = ParseJson(text, root);
+    EXPECT_EQ(ParseJson(stream, &of_stream), parsed) << text.substr(0, 100);
+    if (parsed) {
+        EXPECT_EQ(of_stream, *root) << text.substr(0, 100);
+    }
+    return parsed;
+}
+
+std::string Nested(std::size_t depth) {
+    return std::string(depth, '[') + std::string(depth, ']');
+}
+
+TEST(JsonText, AnyJson_Parses) {
+    Json::Value root;
+    ASSERT_TRUE(Parses(R"({"a": [1, "two"]})", &root));
+    EXPECT_EQ(root["a"][1].asString(), "two");
+    ASSERT_TRUE(Parses("7", &root));
+    EXPECT_EQ(root.asInt(), 7);
+}
+
+TEST(JsonText, TextThatIsNoJson_GivesFalse) {
+    Json::Value root;
+    for (const char* text : {"", "hello", "{", "[1,", "\"open"}) {
+        EXPECT_FALSE(Parses(text, &root)) << text;
+    }
+}
+
+TEST(JsonText, NestingDeeperThanTheParserFollows_GivesFalseAndRaisesNothing) {
+    Json::Value root;
+    EXPECT_TRUE(Parses(Nested(1000), &root));
+    EXPECT_FALSE(Parses(Nested(1001), &root));
+    EXPECT_FALSE(Parses(std::string(1001, '['), &root));
+    EXPECT_FALSE(Parses(Nested(1000000), &root));
+}
+
+}  // namespace
+}  // namespace vdipc
