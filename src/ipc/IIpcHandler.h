@@ -17,7 +17,8 @@ using QuitCallback = std::function<void()>;
 /// Five report numbers, good only during the call, and one line of text for each receiver kind, in the order RV1, RV2,
 /// TQ1, TQ2, LW. Numbers: -1 no such device in use, 100 usable, 111 usable base station, 112 base station without address,
 /// 120 base station without power, 200 not connected. Runs on the library's task thread; don't block it.
-using VoteDecksStatusChangedCallback = std::function<void(const std::int32_t* statuses, const std::wstring& text)>;
+using VoteDecksStatusChangedCallback =
+    std::function<void(const std::int32_t* statuses, const std::wstring& text)>;
 
 /// Not thread-safe: all operations belong to the host's threads, one at a time.
 class IIpcHandler {

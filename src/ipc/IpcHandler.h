@@ -147,7 +147,7 @@ private:
     std::unique_ptr<std::thread> task_thread_;
     std::unique_ptr<std::thread> ping_listening_thread_;  // stays null
     std::unique_ptr<std::thread> spare_thread_;           // nothing starts it
-    std::mutex task_mutex_;  // guards tasks_ alone, never held while a task runs
+    std::mutex task_mutex_;                               // guards tasks_ alone, never held while a task runs
     std::deque<Task> tasks_;
     std::condition_variable task_cond_;
     std::atomic<PipeServer*> pipe_server_{nullptr};  // owned; read by whoever sends

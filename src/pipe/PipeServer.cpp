@@ -32,7 +32,8 @@ void PipeServer::CreatePipeIO() {
     PipeIO* old = nullptr;
     {
         const std::lock_guard lock(*in_place);
-        old = pipe_io_.exchange(std::make_unique<PipeIO>(pipe_.load(), on_data, read_error_callback_).release());
+        old = pipe_io_.exchange(
+            std::make_unique<PipeIO>(pipe_.load(), on_data, read_error_callback_).release());
     }
     delete old;
 }

@@ -38,9 +38,9 @@ std::size_t AddEngine(const void* object, bool is_recognizer, int engine, int mo
     made.mode = mode;
     made.language = language;
     engines.push_back(made);
-    TheState().speech_calls.push_back(std::to_string(engines.size() - 1) + ":" +
-                                      (is_recognizer ? "recognizer(" : "evaluator(") + std::to_string(engine) + "," +
-                                      std::to_string(mode) + "," + std::to_string(language) + ")");
+    TheState().speech_calls.push_back(
+        std::to_string(engines.size() - 1) + ":" + (is_recognizer ? "recognizer(" : "evaluator(") +
+        std::to_string(engine) + "," + std::to_string(mode) + "," + std::to_string(language) + ")");
     return engines.size() - 1;
 }
 
@@ -97,7 +97,8 @@ std::vector<TrackwireRecord> TrackwireRecords() {
 
 std::vector<TrackwireRecord> TrackwireRecords(const std::string& action) {
     std::vector<TrackwireRecord> found = TrackwireRecords();
-    std::erase_if(found, [&action](const TrackwireRecord& record) { return record.Value("Action") != action; });
+    std::erase_if(found,
+                  [&action](const TrackwireRecord& record) { return record.Value("Action") != action; });
     return found;
 }
 
@@ -141,15 +142,18 @@ CTrackwire::~CTrackwire() {
 }
 
 void CTrackwire::Push(std::string key, std::string value) {
-    static_cast<vdipc::test::TrackwireRecord*>(record_)->pairs.push_back({std::move(key), std::move(value), 's'});
+    static_cast<vdipc::test::TrackwireRecord*>(record_)->pairs.push_back(
+        {std::move(key), std::move(value), 's'});
 }
 
 void CTrackwire::Push(std::string key, std::int32_t value) {
-    static_cast<vdipc::test::TrackwireRecord*>(record_)->pairs.push_back({std::move(key), std::to_string(value), 'i'});
+    static_cast<vdipc::test::TrackwireRecord*>(record_)->pairs.push_back(
+        {std::move(key), std::to_string(value), 'i'});
 }
 
 void CTrackwire::Push(std::string key, std::uint32_t value) {
-    static_cast<vdipc::test::TrackwireRecord*>(record_)->pairs.push_back({std::move(key), std::to_string(value), 'u'});
+    static_cast<vdipc::test::TrackwireRecord*>(record_)->pairs.push_back(
+        {std::move(key), std::to_string(value), 'u'});
 }
 
 void CTrackwire::Logger() {
@@ -196,12 +200,14 @@ RecognitionListener::~RecognitionListener() = default;
 EvaluationListener::EvaluationListener() = default;
 EvaluationListener::~EvaluationListener() = default;
 
-SpeechRecognizer::SpeechRecognizer(RecognitionListener*, RecognizeEngine engine, EngineMode mode, Language language)
-    : engine_(vdipc::test::Handle(vdipc::test::AddEngine(this, true, static_cast<int>(engine), static_cast<int>(mode),
-                                                         static_cast<int>(language)))) {}
+SpeechRecognizer::SpeechRecognizer(RecognitionListener*, RecognizeEngine engine, EngineMode mode,
+                                   Language language)
+    : engine_(vdipc::test::Handle(vdipc::test::AddEngine(
+          this, true, static_cast<int>(engine), static_cast<int>(mode), static_cast<int>(language)))) {}
 
 SpeechRecognizer::~SpeechRecognizer() {
-    vdipc::test::OnEngine(engine_, "destroy", [](vdipc::test::SpeechEngine& engine) { engine.destroyed = true; });
+    vdipc::test::OnEngine(engine_, "destroy",
+                          [](vdipc::test::SpeechEngine& engine) { engine.destroyed = true; });
 }
 
 bool SpeechRecognizer::start(std::size_t worker_threads) {
@@ -225,12 +231,14 @@ void SpeechRecognizer::stop() {
     vdipc::test::OnEngine(engine_, "stop", [](vdipc::test::SpeechEngine& engine) { engine.stopped = true; });
 }
 
-SpeechEvaluator::SpeechEvaluator(EvaluationListener*, EvaluateEngine engine, EngineMode mode, Language language)
-    : engine_(vdipc::test::Handle(vdipc::test::AddEngine(this, false, static_cast<int>(engine),
-                                                         static_cast<int>(mode), static_cast<int>(language)))) {}
+SpeechEvaluator::SpeechEvaluator(EvaluationListener*, EvaluateEngine engine, EngineMode mode,
+                                 Language language)
+    : engine_(vdipc::test::Handle(vdipc::test::AddEngine(
+          this, false, static_cast<int>(engine), static_cast<int>(mode), static_cast<int>(language)))) {}
 
 SpeechEvaluator::~SpeechEvaluator() {
-    vdipc::test::OnEngine(engine_, "destroy", [](vdipc::test::SpeechEngine& engine) { engine.destroyed = true; });
+    vdipc::test::OnEngine(engine_, "destroy",
+                          [](vdipc::test::SpeechEngine& engine) { engine.destroyed = true; });
 }
 
 bool SpeechEvaluator::start(std::size_t worker_threads) {

@@ -72,7 +72,8 @@ void SetSpeechRequestResult(int result);
 struct Factories {
     std::function<ISocketVoteDeck*()> create_vote_deck_obj;
     /// Name of the factory ("CreateVDOTQ1" ...), and where the two objects go.
-    std::function<void(const std::string& factory, zq::IVoteDeck** deck, IVoteDeckControl** control)> create_vdo;
+    std::function<void(const std::string& factory, zq::IVoteDeck** deck, IVoteDeckControl** control)>
+        create_vdo;
     std::vector<std::string> calls;
 };
 Factories& ClosedFactories();

@@ -34,17 +34,19 @@ void SetActiveCodePageDefault() {
 
 std::wstring CStringConvert::String2WString(const std::string& text, unsigned int code_page) {
     const int size = static_cast<int>(text.size());
-    std::wstring wide(static_cast<std::size_t>(MultiByteToWideChar(code_page, 0, text.data(), size, nullptr, 0)), L'\0');
+    std::wstring wide(
+        static_cast<std::size_t>(MultiByteToWideChar(code_page, 0, text.data(), size, nullptr, 0)), L'\0');
     MultiByteToWideChar(code_page, 0, text.data(), size, wide.data(), static_cast<int>(wide.size()));
     return wide;
 }
 
 std::string CStringConvert::WString2String(const std::wstring& text, unsigned int code_page) {
     const int size = static_cast<int>(text.size());
-    std::string narrow(
-        static_cast<std::size_t>(WideCharToMultiByte(code_page, 0, text.data(), size, nullptr, 0, nullptr, nullptr)), '\0');
-    WideCharToMultiByte(code_page, 0, text.data(), size, narrow.data(), static_cast<int>(narrow.size()), nullptr,
-                        nullptr);
+    std::string narrow(static_cast<std::size_t>(WideCharToMultiByte(code_page, 0, text.data(), size, nullptr,
+                                                                    0, nullptr, nullptr)),
+                       '\0');
+    WideCharToMultiByte(code_page, 0, text.data(), size, narrow.data(), static_cast<int>(narrow.size()),
+                        nullptr, nullptr);
     return narrow;
 }
 

@@ -27,7 +27,8 @@ public:
     MOCK_METHOD(void, ClearTextForAllDevices, (), (override));
     MOCK_METHOD(std::int32_t, GetDeviceStatus, (), (override));
     MOCK_METHOD(DeviceInfoRecord, GetDeviceInfo, (), (override));
-    MOCK_METHOD(bool, CheckLastQuestionCustom, (const std::string& device, const std::string& custom), (override));
+    MOCK_METHOD(bool, CheckLastQuestionCustom, (const std::string& device, const std::string& custom),
+                (override));
     MOCK_METHOD(std::set<std::string>, GetActivatedDeviceSet, (), (override));
     MOCK_METHOD(void, SetActivatedDeviceSet, (std::set<std::string> devices), (override));
     MOCK_METHOD(void, StartQuestion, (const std::string& device, QuestionType type), (override));
@@ -44,12 +45,13 @@ public:
     MOCK_METHOD(void, SendIPCMesage, (const std::string& text), (override));
     MOCK_METHOD(void, SendTrackwire, (CTrackwire & record), (override));
     MOCK_METHOD(std::int32_t, RequestRecognize, (const RecognizeRequest& request), (override));
-    MOCK_METHOD(std::int32_t, RequestEvaluation, (const std::string& file_name, const EvaluateRequest& request),
-                (override));
+    MOCK_METHOD(std::int32_t, RequestEvaluation,
+                (const std::string& file_name, const EvaluateRequest& request), (override));
     MOCK_METHOD(void, RequestSingleEvaluation, (const std::string& file_name, const EvaluateRequest& request),
                 (override));
     MOCK_METHOD(std::int32_t, RequestMultipleEvaluation,
-                (const std::string& file_name, const EvaluateRequest& request, std::int32_t selector), (override));
+                (const std::string& file_name, const EvaluateRequest& request, std::int32_t selector),
+                (override));
     MOCK_METHOD(void, OnActiveDevicesChanged, (), (override));
     MOCK_METHOD(void, OnVoteDeckStatusChanged, (DeviceType device_type, std::int32_t status), (override));
     MOCK_METHOD(void, OnRv2BadStatusNotified, (std::int32_t status), (override));

@@ -7,7 +7,6 @@ namespace {
 
 class BaseStationSystem : public SystemTest {};
 
-
 TEST_F(BaseStationSystem, Init_OpensTheSocketInOrder) {
     Start();
     TestClient client;
@@ -18,8 +17,8 @@ TEST_F(BaseStationSystem, Init_OpensTheSocketInOrder) {
             station.push_back(call["call"].asString());
         }
     }
-    EXPECT_EQ(station, (std::vector<std::string>{"CreateVoteDeckObj", "SetListener", "InitSocket", "SetSessionMode",
-                                                 "StartSession", "SetSessionEnabled"}));
+    EXPECT_EQ(station, (std::vector<std::string>{"CreateVoteDeckObj", "SetListener", "InitSocket",
+                                                 "SetSessionMode", "StartSession", "SetSessionEnabled"}));
     const Json::Value socket = Calls("InitSocket").at(0)["args"];
     EXPECT_EQ(socket["address"].asUInt(), 0xC0A8EA0AU);
     EXPECT_EQ(socket["port"], 4567);
@@ -90,7 +89,8 @@ TEST_F(BaseStationSystem, QuestionForAll_GoesOutOnceAndEveryAnswerComesBackOnce)
     EXPECT_EQ(Calls("StartQuestion").at(0)["args"]["device"], 0);
     Do(R"({"do":"key","kind":"RV2","from":1,"to":30,"key":"C","times":3})");
     for (int keypad = 1; keypad <= 30; ++keypad) {
-        client.Expect("key-pressed", R"({"key":"C","custom":"q1","device":")" + std::to_string(keypad) + R"("})");
+        client.Expect("key-pressed",
+                      R"({"key":"C","custom":"q1","device":")" + std::to_string(keypad) + R"("})");
     }
     ASSERT_TRUE(WaitForLog("OnKeypadEvent", 90));
     client.Settle();
@@ -111,8 +111,8 @@ TEST_F(BaseStationSystem, HiForAll_GoesToEachKeypadInTheOrderOfItsText) {
             sends.push_back(name + " " + call["args"]["device"].asString());
         }
     }
-    EXPECT_EQ(sends, (std::vector<std::string>{"SendAlarm 10", "SendVibrate 10", "SendFlashing 10", "SendAlarm 9",
-                                               "SendVibrate 9", "SendFlashing 9"}));
+    EXPECT_EQ(sends, (std::vector<std::string>{"SendAlarm 10", "SendVibrate 10", "SendFlashing 10",
+                                               "SendAlarm 9", "SendVibrate 9", "SendFlashing 9"}));
     const Json::Value flashing = Calls("SendFlashing").at(0)["args"];
     EXPECT_EQ(flashing["color"], 4);
     EXPECT_EQ(flashing["times"], 7);
@@ -155,7 +155,9 @@ TEST_F(BaseStationSystem, StopAndDropClearDisplaysAtTheEnd) {
     Stop();
     // One call for each activated keypad, and one for the dropped one, with blanks or the empty rows given.
     EXPECT_EQ(CountInLog("rv2.0 SendContext device_id=1, row1=' ', row2=' ', row3=' '"), 1U);
-    EXPECT_EQ(CountInLog("device has been dropped but still SetContext device_id=2, row1=' ', row2=' ', row3=' '"), 1U);
+    EXPECT_EQ(
+        CountInLog("device has been dropped but still SetContext device_id=2, row1=' ', row2=' ', row3=' '"),
+        1U);
 }
 
 TEST_F(BaseStationSystem, DroppedKeypad_IsHeardNoMoreUntilItsOwnQuestion) {

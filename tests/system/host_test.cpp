@@ -18,7 +18,8 @@ class HostSystem : public SystemTest {};
 class ClientSystem : public SystemTest {
 protected:
     /// Runs vdclient.exe to its end with these lines as its input.
-    std::uint32_t RunClient(const std::vector<std::string>& arguments, const std::vector<std::string>& lines = {}) {
+    std::uint32_t RunClient(const std::vector<std::string>& arguments,
+                            const std::vector<std::string>& lines = {}) {
         output_.clear();
         errors_.clear();
         ProcessOptions options;
@@ -141,7 +142,8 @@ TEST_F(HostSystem, StatusReportSetBeforeInitialize_ComesAtOnce) {
     Start();
     // All five objects exist and know nothing yet.
     ASSERT_TRUE(WaitForStatus([](const Json::Value& statuses) {
-        return statuses["RV1"] == -1 && statuses["RV2"] == -1 && statuses["TQ1"] == -1 && statuses["LW"] == -1;
+        return statuses["RV1"] == -1 && statuses["RV2"] == -1 && statuses["TQ1"] == -1 &&
+               statuses["LW"] == -1;
     }));
 }
 
@@ -186,8 +188,9 @@ TEST_F(HostSystem, UndecodableMessages_AreLoggedAndDropped) {
     TestClient client;
     Init(client);
     const std::size_t before = CountInLog("task begin msg=");
-    for (const char* const text : {"", "[]", "\"x\"", "{}", "{\"command\":7}", "{\"command\":\"INIT\"}", "not json",
-                                   "{\"command\":\"dance\"}", "{\"command\":\"ask\",\"device\":\"0\"}"}) {
+    for (const char* const text :
+         {"", "[]", "\"x\"", "{}", "{\"command\":7}", "{\"command\":\"INIT\"}", "not json",
+          "{\"command\":\"dance\"}", "{\"command\":\"ask\",\"device\":\"0\"}"}) {
         ASSERT_TRUE(client.SendBytes(tools::JsonFrameBytes(text)));
     }
     ASSERT_TRUE(WaitForLog("task begin msg=", before + 9));

@@ -53,9 +53,9 @@ TEST_F(LessonSystem, VoiceLesson_PlaysToItsEnd) {
 }
 
 TEST_F(LessonSystem, EventThatNeverComes_FailsWithItsLine) {
-    const std::string file = Written("missing.lesson",
-                                     "host start\nclient start\nclient init audio\nexpect 30 device-inited\n"
-                                     "expect 0.5 key-pressed {\"device\": \"4\"}\n");
+    const std::string file =
+        Written("missing.lesson", "host start\nclient start\nclient init audio\nexpect 30 device-inited\n"
+                                  "expect 0.5 key-pressed {\"device\": \"4\"}\n");
     EXPECT_EQ(Play(file), 1U);
     EXPECT_NE(output_.find("LESSON FAILED: line 5: missing: event \"key-pressed\" {\"device\":\"4\"}"),
               std::string::npos)
@@ -63,12 +63,13 @@ TEST_F(LessonSystem, EventThatNeverComes_FailsWithItsLine) {
 }
 
 TEST_F(LessonSystem, EventThatNothingAccountsFor_Fails) {
-    const std::string file = Written("surplus.lesson",
-                                     "host start\nclient start\nclient init audio\nexpect 30 device-inited\n"
-                                     "classroom {\"do\":\"connect\",\"kind\":\"RV2\",\"keypad\":4}\n"
-                                     "client init audio\nexpect 30 device-inited\nclient quit\nhost end 30\n");
+    const std::string file =
+        Written("surplus.lesson", "host start\nclient start\nclient init audio\nexpect 30 device-inited\n"
+                                  "classroom {\"do\":\"connect\",\"kind\":\"RV2\",\"keypad\":4}\n"
+                                  "client init audio\nexpect 30 device-inited\nclient quit\nhost end 30\n");
     EXPECT_EQ(Play(file), 1U);
-    EXPECT_NE(output_.find("an event came that nothing in the lesson accounts for"), std::string::npos) << output_;
+    EXPECT_NE(output_.find("an event came that nothing in the lesson accounts for"), std::string::npos)
+        << output_;
 }
 
 TEST_F(LessonSystem, BadLessonFile_ExitsWithTwoAndNamesTheLine) {

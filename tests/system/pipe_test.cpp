@@ -75,7 +75,8 @@ TEST_F(PipeSystem, JsonFrameWithAnotherCommandNumber_IsDelivered) {
     Start();
     TestClient client;
     client.Connect();
-    ASSERT_TRUE(client.SendBytes(FrameBytes({2018, 7, R"({"command":"init","preferred-device-type":"audio"})"})));
+    ASSERT_TRUE(
+        client.SendBytes(FrameBytes({2018, 7, R"({"command":"init","preferred-device-type":"audio"})"})));
     EXPECT_EQ(client.Expect("device-inited")["ready"], true);
 }
 
@@ -126,8 +127,9 @@ TEST_F(PipeSystem, LengthThatNoMemoryHolds_EndsTheProcess) {
     limits.BasicLimitInformation.LimitFlags = JOB_OBJECT_LIMIT_PROCESS_MEMORY;
     limits.ProcessMemoryLimit = 512U << 20U;
     const HANDLE process = OpenProcess(PROCESS_ALL_ACCESS, FALSE, TheHost().TheProcess().Id());
-    const bool limited = SetInformationJobObject(job, JobObjectExtendedLimitInformation, &limits, sizeof limits) != 0 &&
-                         AssignProcessToJobObject(job, process) != 0;
+    const bool limited =
+        SetInformationJobObject(job, JobObjectExtendedLimitInformation, &limits, sizeof limits) != 0 &&
+        AssignProcessToJobObject(job, process) != 0;
     CloseHandle(process);
     if (!limited) {
         GTEST_SKIP() << "no job objects with a memory limit here";
@@ -211,7 +213,8 @@ TEST_F(PipeSystem, ReconnectedClient_FindsEverythingAsItWasWithoutInit) {
     ASSERT_TRUE(WaitForCalls("StartQuestion", 1));
     Do(R"({"do":"key","kind":"RV2","from":1,"to":3,"key":"B"})");
     for (int keypad = 1; keypad <= 3; ++keypad) {
-        next.Expect("key-pressed", R"({"key":"B","custom":"again","device":")" + std::to_string(keypad) + R"("})");
+        next.Expect("key-pressed",
+                    R"({"key":"B","custom":"again","device":")" + std::to_string(keypad) + R"("})");
     }
     EXPECT_TRUE(next.All("device-inited").empty());
 }
@@ -230,7 +233,8 @@ TEST_F(PipeSystem, EventsOfTheGap_ReachTheSecondClient) {
     TestClient next;
     next.Connect();
     for (int keypad = 1; keypad <= 3; ++keypad) {
-        next.Expect("key-pressed", R"({"key":"A","custom":"gap","device":")" + std::to_string(keypad) + R"("})");
+        next.Expect("key-pressed",
+                    R"({"key":"A","custom":"gap","device":")" + std::to_string(keypad) + R"("})");
     }
 }
 

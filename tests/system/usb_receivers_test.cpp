@@ -23,7 +23,9 @@ protected:
         return found;
     }
 
-    std::size_t CountOn(const std::string& kind, const std::string& call) { return CallsOn(kind, call).size(); }
+    std::size_t CountOn(const std::string& kind, const std::string& call) {
+        return CallsOn(kind, call).size();
+    }
 };
 
 TEST_F(UsbSystem, InitAny_NamesAllFiveInTheOrderOfTheScan) {
@@ -40,8 +42,8 @@ TEST_F(UsbSystem, InitAny_NamesAllFiveInTheOrderOfTheScan) {
     EXPECT_FALSE(event.isMember("info"));
     EXPECT_EQ(event["avaliable-device-info"].getMemberNames().size(), 5U);
     ASSERT_TRUE(WaitForStatus([](const Json::Value& statuses) {
-        return statuses["RV1"] == 100 && statuses["RV2"] == 111 && statuses["TQ1"] == 100 && statuses["TQ2"] == 100 &&
-               statuses["LW"] == 100;
+        return statuses["RV1"] == 100 && statuses["RV2"] == 111 && statuses["TQ1"] == 100 &&
+               statuses["TQ2"] == 100 && statuses["LW"] == 100;
     }));
 }
 
@@ -49,8 +51,8 @@ TEST_F(UsbSystem, TwoHundredKeypadsOnThreeKindsAtOnce_EachAnswerComesExactlyOnce
     Start();
     TestClient client;
     Init(client, "any");
-    const std::map<std::string, std::pair<int, int>> ranges = {{"TQ1", {1001, 1070}}, {"TQ2", {2001, 2070}},
-                                                               {"RV2", {3001, 3060}}};
+    const std::map<std::string, std::pair<int, int>> ranges = {
+        {"TQ1", {1001, 1070}}, {"TQ2", {2001, 2070}}, {"RV2", {3001, 3060}}};
     for (const auto& [kind, range] : ranges) {
         ConnectKeypads(client, kind, range.first, range.second);
     }
@@ -61,8 +63,8 @@ TEST_F(UsbSystem, TwoHundredKeypadsOnThreeKindsAtOnce_EachAnswerComesExactlyOnce
     for (const auto& [kind, range] : ranges) {
         threads.emplace_back([this, kind = kind, range = range] {
             tools::ClassroomClient classroom(TheHost().ClassroomPort());
-            classroom.Do(Parsed(R"({"do":"key","kind":")" + kind + R"(","from":)" + std::to_string(range.first) +
-                                R"(,"to":)" + std::to_string(range.second) +
+            classroom.Do(Parsed(R"({"do":"key","kind":")" + kind + R"(","from":)" +
+                                std::to_string(range.first) + R"(,"to":)" + std::to_string(range.second) +
                                 R"(,"key":"B","repeat":2,"together":true})"));
         });
     }
@@ -71,7 +73,8 @@ TEST_F(UsbSystem, TwoHundredKeypadsOnThreeKindsAtOnce_EachAnswerComesExactlyOnce
     }
     for (const auto& [kind, range] : ranges) {
         for (int keypad = range.first; keypad <= range.second; ++keypad) {
-            client.Expect("key-pressed", R"({"key":"B","custom":"storm","device":")" + std::to_string(keypad) + R"("})");
+            client.Expect("key-pressed",
+                          R"({"key":"B","custom":"storm","device":")" + std::to_string(keypad) + R"("})");
         }
     }
     client.Settle();
@@ -256,8 +259,8 @@ TEST_F(UsbSystem, CallbacksThatAreOnlyLogged_ChangeNothing) {
     Start();
     TestClient client;
     Init(client, "non-audio");
-    for (const char* const name :
-         {"OnSetContextSuccess", "OnSendToDevice", "OnDataSentFailed", "OnReSendCommend", "OnSendData", "OnReceiveData"}) {
+    for (const char* const name : {"OnSetContextSuccess", "OnSendToDevice", "OnDataSentFailed",
+                                   "OnReSendCommend", "OnSendData", "OnReceiveData"}) {
         Do(std::string(R"({"do":"event","kind":"TQ1","name":")") + name + R"("})");
         EXPECT_TRUE(WaitForLog(std::string("VoteDeckObject_TQ::") + name + ":")) << name;
     }

@@ -23,7 +23,8 @@ ClassroomClient::~ClassroomClient() = default;
 Json::Value ClassroomClient::Do(const Json::Value& action) {
     const auto answer = connection_->client.Post("/do", CompactJson(action), "application/json");
     if (!answer) {
-        throw std::runtime_error("the simulated classroom doesn't answer: " + httplib::to_string(answer.error()));
+        throw std::runtime_error("the simulated classroom doesn't answer: " +
+                                 httplib::to_string(answer.error()));
     }
     Json::Value value = ParseJsonText(answer->body);
     if (answer->status != 200) {

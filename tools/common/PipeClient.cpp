@@ -1,8 +1,8 @@
 #include "tools/common/PipeClient.h"
 
-#include "tools/common/WideText.h"
 #include "pipe/PipeData.h"
 #include "pipe/PipeServer.h"
+#include "tools/common/WideText.h"
 
 #include <windows.h>
 
@@ -100,7 +100,8 @@ bool PipeClient::Write(const std::string& bytes) {
     OVERLAPPED overlapped{};
     overlapped.hEvent = handles_->write_event;
     DWORD written = 0;
-    if (WriteFile(handles_->pipe, bytes.data(), static_cast<DWORD>(bytes.size()), nullptr, &overlapped) == FALSE &&
+    if (WriteFile(handles_->pipe, bytes.data(), static_cast<DWORD>(bytes.size()), nullptr, &overlapped) ==
+            FALSE &&
         GetLastError() != ERROR_IO_PENDING) {
         handles_->error = GetLastError();
         return false;

@@ -110,10 +110,10 @@ Process::Process(const ProcessOptions& options) : handles_(std::make_unique<Hand
     startup.hStdOutput = child_output;
     startup.hStdError = child_error;
     PROCESS_INFORMATION information{};
-    const BOOL started = CreateProcessW(options.executable.c_str(), command_line.data(), nullptr, nullptr, TRUE,
-                                        CREATE_UNICODE_ENVIRONMENT, environment.data(),
-                                        options.directory.empty() ? nullptr : options.directory.c_str(), &startup,
-                                        &information);
+    const BOOL started = CreateProcessW(options.executable.c_str(), command_line.data(), nullptr, nullptr,
+                                        TRUE, CREATE_UNICODE_ENVIRONMENT, environment.data(),
+                                        options.directory.empty() ? nullptr : options.directory.c_str(),
+                                        &startup, &information);
     const DWORD error = GetLastError();
     CloseHandle(child_input);
     CloseHandle(child_output);
@@ -126,15 +126,16 @@ Process::Process(const ProcessOptions& options) : handles_(std::make_unique<Hand
         if (handles_->error != nullptr) {
             CloseHandle(handles_->error);
         }
-        throw std::runtime_error("can't start " + Utf8FromWide(options.executable) + ": " + SystemErrorText(error));
+        throw std::runtime_error("can't start " + Utf8FromWide(options.executable) + ": " +
+                                 SystemErrorText(error));
     }
     CloseHandle(information.hThread);
     handles_->process = information.hProcess;
     handles_->id = information.dwProcessId;
     const auto nothing = [](const std::string&) {};
-    handles_->output_thread = std::thread(
-        ReadLines, handles_->output,
-        options.on_output ? options.on_output : std::function<void(const std::string&)>(nothing));
+    handles_->output_thread =
+        std::thread(ReadLines, handles_->output,
+                    options.on_output ? options.on_output : std::function<void(const std::string&)>(nothing));
     if (options.on_error) {
         handles_->error_thread = std::thread(ReadLines, handles_->error, options.on_error);
     }
@@ -157,7 +158,8 @@ bool Process::WriteLine(const std::string& line) {
     const std::string bytes = line + "\n";
     DWORD written = 0;
     return handles_->input != nullptr &&
-           WriteFile(handles_->input, bytes.data(), static_cast<DWORD>(bytes.size()), &written, nullptr) != FALSE &&
+           WriteFile(handles_->input, bytes.data(), static_cast<DWORD>(bytes.size()), &written, nullptr) !=
+               FALSE &&
            written == bytes.size();
 }
 

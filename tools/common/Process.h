@@ -11,9 +11,9 @@
 namespace vdipc::tools {
 
 struct ProcessOptions {
-    std::wstring executable;             // full path
-    std::vector<std::string> arguments;  // UTF-8
-    std::wstring directory;              // working directory; empty: ours
+    std::wstring executable;                         // full path
+    std::vector<std::string> arguments;              // UTF-8
+    std::wstring directory;                          // working directory; empty: ours
     std::map<std::string, std::string> environment;  // added to ours
     /// Called on a reader thread for each line (UTF-8, without line end) of standard output.
     std::function<void(const std::string&)> on_output;

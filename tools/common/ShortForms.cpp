@@ -60,7 +60,8 @@ Json::Value HiArgument(const std::string& word) {
     const bool led = parts[0] == "led";
     const std::size_t first = led ? 2 : 1;
     if (parts.size() != first + 3) {
-        Fail("'" + word + "': say led:COLOR:TIMES:INTERVAL:DURATION, motor:TIMES:INTERVAL:DURATION or "
+        Fail("'" + word +
+             "': say led:COLOR:TIMES:INTERVAL:DURATION, motor:TIMES:INTERVAL:DURATION or "
              "beep:TIMES:INTERVAL:DURATION");
     }
     Json::Value argument;

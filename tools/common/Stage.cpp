@@ -14,17 +14,17 @@
 namespace vdipc::tools {
 namespace {
 
-constexpr const wchar_t* kFiles[] = {L"vdhost.exe",   L"VDIPC.dll",         L"Classroom.dll", L"Grundkit.dll",
-                                     L"Trackwire.dll", L"SocketVoteDeck.dll", L"VoteDeck.dll",  L"ZVNSpeech.dll",
-                                     L"rv2.vbs"};
+constexpr const wchar_t* kFiles[] = {L"vdhost.exe",   L"VDIPC.dll",     L"Classroom.dll",
+                                     L"Grundkit.dll", L"Trackwire.dll", L"SocketVoteDeck.dll",
+                                     L"VoteDeck.dll", L"ZVNSpeech.dll", L"rv2.vbs"};
 
 /// A link is quick and gives the same path to the program; where links can't be made, a copy does.
 void Place(const std::filesystem::path& from, const std::filesystem::path& to) {
     DeleteFileW(to.c_str());
     if (CreateHardLinkW(to.c_str(), from.c_str(), nullptr) == FALSE &&
         CopyFileW(from.c_str(), to.c_str(), FALSE) == FALSE) {
-        throw std::runtime_error("can't put " + Utf8FromWide(from.wstring()) + " to " + Utf8FromWide(to.wstring()) +
-                                 ": " + SystemErrorText(GetLastError()));
+        throw std::runtime_error("can't put " + Utf8FromWide(from.wstring()) + " to " +
+                                 Utf8FromWide(to.wstring()) + ": " + SystemErrorText(GetLastError()));
     }
 }
 

@@ -1,9 +1,9 @@
 // A console for the pipe: JSON lines on standard input become frames, frames become JSON lines on standard output.
 
+#include "pipe/PipeData.h"
 #include "tools/common/PipeClient.h"
 #include "tools/common/ShortForms.h"
 #include "tools/common/WideText.h"
-#include "pipe/PipeData.h"
 
 #include <CLI/CLI.hpp>
 #include <json/json.h>
@@ -88,9 +88,9 @@ public:
     /// True when an event of this name has come.
     bool WaitForEvent(const std::string& name, std::uint32_t milliseconds) {
         std::unique_lock lock(mutex_);
-        return changed_.wait_for(lock, std::chrono::milliseconds(milliseconds),
-                                 [this, &name] { return seen_.count(name) != 0 || lost_; }) &&
-               seen_.count(name) != 0;
+        return changed_.wait_for(lock, std::chrono::milliseconds(milliseconds), [this, &name] {
+            return seen_.count(name) != 0 || lost_;
+        }) && seen_.count(name) != 0;
     }
 
     void WaitUntilLost(std::uint32_t milliseconds) {
@@ -113,7 +113,8 @@ private:
             const std::lock_guard lock(mutex_);
             value["ping-reply"] = frame.command == vdipc::kFrameCommandPingReply;
             value["ms"] =
-                std::chrono::duration<double, std::milli>(std::chrono::steady_clock::now() - ping_sent_).count();
+                std::chrono::duration<double, std::milli>(std::chrono::steady_clock::now() - ping_sent_)
+                    .count();
         } else if (frame.type != vdipc::kFrameTypeJson || !ParseJson(frame.payload, value, errors)) {
             value["frame"]["type"] = frame.type;
             value["frame"]["command"] = frame.command;
@@ -189,15 +190,15 @@ int Run(const Options& options) {
     // Threads that still wait for the pipe when the program ends use these two, so no destructor may meet them.
     static PipeClient client;
     switch (client.Open(options.timeout_ms)) {
-        case OpenResult::Open:
-            break;
-        case OpenResult::NobodyServes:
-            return Complain("nobody serves the pipe; start a host (vdhost) first, or wait longer with --timeout",
-                            kExitNobodyServes);
-        case OpenResult::AnotherClient:
-            return Complain("another client holds the pipe; only one is served at a time", kExitAnotherClient);
-        case OpenResult::Failed:
-            return Complain("can't open the pipe: " + client.LastError(), kExitNobodyServes);
+    case OpenResult::Open:
+        break;
+    case OpenResult::NobodyServes:
+        return Complain("nobody serves the pipe; start a host (vdhost) first, or wait longer with --timeout",
+                        kExitNobodyServes);
+    case OpenResult::AnotherClient:
+        return Complain("another client holds the pipe; only one is served at a time", kExitAnotherClient);
+    case OpenResult::Failed:
+        return Complain("can't open the pipe: " + client.LastError(), kExitNobodyServes);
     }
     static Console console(client, options);
     std::thread([] { console.ReadUntilLost(); }).detach();
@@ -237,23 +238,25 @@ int Run(const Options& options) {
 
 int main() {
     SetConsoleOutputCP(CP_UTF8);
-    CLI::App app(
-        "Speaks with VDIPC.dll through its pipe. Without a COMMAND, lines of standard input are sent: a JSON object as it\n"
-        "stands, a short form as the command that it stands for. Frames that come back are printed as one JSON line each.",
-        "vdclient");
+    CLI::App app("Speaks with VDIPC.dll through its pipe. Without a COMMAND, lines of standard input are "
+                 "sent: a JSON object as it\n"
+                 "stands, a short form as the command that it stands for. Frames that come back are printed "
+                 "as one JSON line each.",
+                 "vdclient");
     Options options;
     app.add_option("--timeout", options.timeout_ms, "milliseconds to wait for the pipe, and for --wait")
         ->capture_default_str();
     app.add_option("--ping", options.ping_ms, "send a ping every so many milliseconds");
     app.add_option("--listen", options.listen_ms, "stay connected so many milliseconds after the last line");
     app.add_option("--wait", options.wait_event, "stay connected until an event of this name has come");
-    app.add_flag("--raw", options.raw, "lines of standard input are bytes in hexadecimal, sent as they stand");
+    app.add_flag("--raw", options.raw,
+                 "lines of standard input are bytes in hexadecimal, sent as they stand");
     app.add_option("command", options.words, "a command in its short form, or one JSON object");
     app.positionals_at_end();
     app.allow_windows_style_options(false);
-    app.footer(ShortFormHelp() +
-               "Exit codes: 0 done, 2 bad words, 3 nobody serves the pipe, 4 another client holds it, 5 connection lost,\n"
-               "6 the event of --wait has not come.");
+    app.footer(ShortFormHelp() + "Exit codes: 0 done, 2 bad words, 3 nobody serves the pipe, 4 another "
+                                 "client holds it, 5 connection lost,\n"
+                                 "6 the event of --wait has not come.");
     std::vector<std::string> arguments = Utf8Arguments();
     try {
         app.parse(std::vector<std::string>(arguments.rbegin(), arguments.rend()));

@@ -1,8 +1,8 @@
 // A small real host: loads VDIPC.dll, sets both callbacks, starts it, prints each status report as one JSON line, and
 // ends on the client's "quit", on Ctrl-C and on the end of standard input.
 
-#include "tools/common/WideText.h"
 #include "ipc/IIpcHandler.h"
+#include "tools/common/WideText.h"
 
 #include <CLI/CLI.hpp>
 #include <json/json.h>
@@ -80,11 +80,12 @@ int Fail(const std::string& words) {
 
 int main() {
     SetConsoleOutputCP(CP_UTF8);
-    CLI::App app(
-        "Loads VDIPC.dll and runs it until the client sends \"quit\", Ctrl-C is pressed or standard input ends.\n"
-        "Standard output carries one JSON line for each status report and for the start and stop of the host.\n"
-        "The log (vdhost's directory, vote_deck.DATE.log) and devices.json lie beside vdhost.exe.",
-        "vdhost");
+    CLI::App app("Loads VDIPC.dll and runs it until the client sends \"quit\", Ctrl-C is pressed or standard "
+                 "input ends.\n"
+                 "Standard output carries one JSON line for each status report and for the start and stop of "
+                 "the host.\n"
+                 "The log (vdhost's directory, vote_deck.DATE.log) and devices.json lie beside vdhost.exe.",
+                 "vdhost");
     std::string library = Utf8FromWide(OwnDirectory()) + "VDIPC.dll";
     bool keep_running = false;
     app.add_option("--library", library, "the library to load")->capture_default_str();

@@ -15,8 +15,8 @@ std::optional<unsigned long> Read() {
     }
     DWORD value = 0;
     DWORD size = sizeof value;
-    const bool found =
-        RegQueryValueExA(key, kValue, nullptr, nullptr, reinterpret_cast<BYTE*>(&value), &size) == ERROR_SUCCESS;
+    const bool found = RegQueryValueExA(key, kValue, nullptr, nullptr, reinterpret_cast<BYTE*>(&value),
+                                        &size) == ERROR_SUCCESS;
     RegCloseKey(key);
     return found ? std::optional<unsigned long>(value) : std::nullopt;
 }

@@ -77,7 +77,9 @@ public:
         const std::string word = Word("a keypad number, or FIRST..LAST");
         const std::size_t dots = word.find("..");
         first = static_cast<int>(ToNumber(word.substr(0, dots), "a keypad number"));
-        last = dots == std::string::npos ? first : static_cast<int>(ToNumber(word.substr(dots + 2), "a keypad number"));
+        last = dots == std::string::npos
+                   ? first
+                   : static_cast<int>(ToNumber(word.substr(dots + 2), "a keypad number"));
         if (first < 1 || last < first) {
             Fail("a range of keypads runs upwards from 1 or above");
         }

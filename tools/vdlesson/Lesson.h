@@ -19,16 +19,16 @@ public:
 /// One way for a pupil to answer: keys in the order of pressing, and the answer that must reach the client for each key
 /// that counts.
 struct Choice {
-    std::string name;                  // as it stands in the lesson, and in the transcript
+    std::string name;  // as it stands in the lesson, and in the transcript
     std::vector<std::string> keys;
     std::vector<std::string> answers;  // "key" of each expected event
 };
 
 struct Step {
     enum class Kind {
-        Say,        // text
+        Say,  // text
         HostStart,
-        HostEnd,    // the host must end by itself within `seconds`, with exit code 0
+        HostEnd,  // the host must end by itself within `seconds`, with exit code 0
         ClientStart,
         ClientKill,
         ClientSend,  // text: JSON

@@ -25,7 +25,8 @@ bool Fits(const Json::Value& value, const Json::Value& pattern) {
 }
 
 Player::Player(const Lesson& lesson, PlayerOptions options)
-    : lesson_(lesson), options_(std::move(options)), random_(options_.seed), begin_(std::chrono::steady_clock::now()) {}
+    : lesson_(lesson), options_(std::move(options)), random_(options_.seed),
+      begin_(std::chrono::steady_clock::now()) {}
 
 Player::~Player() = default;
 
@@ -36,7 +37,8 @@ void Player::Play() {
         PlayStep(step);
     }
     CheckNothingLeft();
-    Tell("The lesson is over: " + std::to_string(checked_) + " events checked, none missing, none left over.");
+    Tell("The lesson is over: " + std::to_string(checked_) +
+         " events checked, none missing, none left over.");
 }
 
 void Player::PlayStep(const Step& step) {
@@ -47,48 +49,48 @@ void Player::PlayStep(const Step& step) {
     }
     try {
         switch (step.kind) {
-            case Step::Kind::Say:
-                Tell("--- " + step.text);
-                break;
-            case Step::Kind::HostStart:
-                StartHost();
-                break;
-            case Step::Kind::HostEnd:
-                EndHost(step);
-                break;
-            case Step::Kind::ClientStart:
-                StartClient();
-                break;
-            case Step::Kind::ClientKill:
-                KillClient();
-                break;
-            case Step::Kind::ClientSend:
-                Send(step.text);
-                break;
-            case Step::Kind::Classroom:
-                host_->Classroom().Do(step.json);
-                break;
-            case Step::Kind::Expect:
-                Expect(step);
-                break;
-            case Step::Kind::None:
-                ExpectNone(step);
-                break;
-            case Step::Kind::Ignore:
-                ignored_.insert(step.event);
-                break;
-            case Step::Kind::Answers:
-                PlayAnswers(step);
-                break;
-            case Step::Kind::Speaks:
-                PlaySpeaks(step);
-                break;
-            case Step::Kind::Shows:
-                CheckShows(step);
-                break;
-            case Step::Kind::State:
-                CheckState(step);
-                break;
+        case Step::Kind::Say:
+            Tell("--- " + step.text);
+            break;
+        case Step::Kind::HostStart:
+            StartHost();
+            break;
+        case Step::Kind::HostEnd:
+            EndHost(step);
+            break;
+        case Step::Kind::ClientStart:
+            StartClient();
+            break;
+        case Step::Kind::ClientKill:
+            KillClient();
+            break;
+        case Step::Kind::ClientSend:
+            Send(step.text);
+            break;
+        case Step::Kind::Classroom:
+            host_->Classroom().Do(step.json);
+            break;
+        case Step::Kind::Expect:
+            Expect(step);
+            break;
+        case Step::Kind::None:
+            ExpectNone(step);
+            break;
+        case Step::Kind::Ignore:
+            ignored_.insert(step.event);
+            break;
+        case Step::Kind::Answers:
+            PlayAnswers(step);
+            break;
+        case Step::Kind::Speaks:
+            PlaySpeaks(step);
+            break;
+        case Step::Kind::Shows:
+            CheckShows(step);
+            break;
+        case Step::Kind::State:
+            CheckState(step);
+            break;
         }
     } catch (const std::exception& error) {
         throw LessonFailure("line " + std::to_string(step.line) + ": " + error.what());
@@ -126,7 +128,8 @@ void Player::EndHost(const Step& step) {
         throw LessonFailure("the host has not ended");
     }
     if (host_->TheProcess().ExitCode() != 0) {
-        throw LessonFailure("the host ended with exit code " + std::to_string(host_->TheProcess().ExitCode()));
+        throw LessonFailure("the host ended with exit code " +
+                            std::to_string(host_->TheProcess().ExitCode()));
     }
     host_.reset();
     missing_client_ = true;
@@ -170,7 +173,8 @@ std::size_t Player::CountHandledCommands() const {
     const std::string records = ReadWholeFile(options_.directory + L"\\trackwire.jsonl");
     const std::string mark = "\"action\":\"ipc_vdk_command_";
     std::size_t count = 0;
-    for (std::size_t at = records.find(mark); at != std::string::npos; at = records.find(mark, at + mark.size())) {
+    for (std::size_t at = records.find(mark); at != std::string::npos;
+         at = records.find(mark, at + mark.size())) {
         ++count;
     }
     return count;
@@ -193,14 +197,15 @@ void Player::OnClientLine(const std::string& line) {
 }
 
 bool Player::Take(const std::string& name, const Json::Value& pattern, double seconds, Event& event) {
-    const auto deadline = std::chrono::steady_clock::now() +
-                          std::chrono::duration_cast<std::chrono::steady_clock::duration>(
-                              std::chrono::duration<double>(seconds));
+    const auto deadline =
+        std::chrono::steady_clock::now() + std::chrono::duration_cast<std::chrono::steady_clock::duration>(
+                                               std::chrono::duration<double>(seconds));
     std::unique_lock lock(mutex_);
     for (;;) {
-        const auto found = std::find_if(events_.begin(), events_.end(), [&name, &pattern](const Event& candidate) {
-            return candidate.value["event"] == name && Fits(candidate.value, pattern);
-        });
+        const auto found =
+            std::find_if(events_.begin(), events_.end(), [&name, &pattern](const Event& candidate) {
+                return candidate.value["event"] == name && Fits(candidate.value, pattern);
+            });
         if (found != events_.end()) {
             event = *found;
             events_.erase(found);
@@ -218,12 +223,12 @@ void Player::Expect(const Step& step) {
     Event event;
     for (int i = 0; i < step.count; ++i) {
         if (!Take(step.event, step.json, std::max(0.0, deadline - Now()), event)) {
-            throw LessonFailure("missing: event \"" + step.event + "\" " + CompactJson(step.json) + ", number " +
-                                std::to_string(i + 1) + " of " + std::to_string(step.count));
+            throw LessonFailure("missing: event \"" + step.event + "\" " + CompactJson(step.json) +
+                                ", number " + std::to_string(i + 1) + " of " + std::to_string(step.count));
         }
     }
-    Tell("  " + (step.count == 1 ? DescribeEvent(event.value) : step.event + ", " + std::to_string(step.count) +
-                                                                     " times"));
+    Tell("  " + (step.count == 1 ? DescribeEvent(event.value)
+                                 : step.event + ", " + std::to_string(step.count) + " times"));
 }
 
 void Player::ExpectNone(const Step& step) {
@@ -245,7 +250,8 @@ void Player::PlayAnswers(const Step& step) {
         const double start = moment(random_) * 0.8;
         const auto& keys = step.choices[choice].keys;
         for (std::size_t i = 0; i < keys.size(); ++i) {
-            const double part = step.seconds * 0.2 * static_cast<double>(i) / static_cast<double>(keys.size());
+            const double part =
+                step.seconds * 0.2 * static_cast<double>(i) / static_cast<double>(keys.size());
             presses.push_back({start + part, keypad, choice, keys[i]});
         }
     }
@@ -342,7 +348,8 @@ void Player::CheckNothingLeft() {
     const std::lock_guard lock(mutex_);
     for (const Event& event : events_) {
         if (ignored_.count(event.value["event"].asString()) == 0) {
-            throw LessonFailure("an event came that nothing in the lesson accounts for: " + CompactJson(event.value));
+            throw LessonFailure("an event came that nothing in the lesson accounts for: " +
+                                CompactJson(event.value));
         }
     }
 }

@@ -31,7 +31,7 @@ struct PlayerOptions {
     std::wstring binaries;   // where vdclient.exe and the rest lie
     std::wstring directory;  // stage of the host
     std::uint64_t seed = 1;
-    bool verbose = false;    // every event in the transcript
+    bool verbose = false;  // every event in the transcript
 };
 
 class Player {

@@ -71,7 +71,8 @@ std::vector<std::string> AnswerTable::Rows() const {
     std::string row;
     for (const Entry& entry : entries_) {
         char text[64];
-        std::snprintf(text, sizeof text, "  %4d %-5s %6.2f s", entry.keypad, entry.answer.c_str(), entry.seconds);
+        std::snprintf(text, sizeof text, "  %4d %-5s %6.2f s", entry.keypad, entry.answer.c_str(),
+                      entry.seconds);
         row += text;
         if (row.size() > 80) {
             rows.push_back(row);

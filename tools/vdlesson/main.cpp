@@ -16,7 +16,8 @@
 int main() {
     using namespace vdipc::tools;
     SetConsoleOutputCP(CP_UTF8);
-    CLI::App app("Plays a lesson in the SIMULATED classroom and checks every event that must come.", "vdlesson");
+    CLI::App app("Plays a lesson in the SIMULATED classroom and checks every event that must come.",
+                 "vdlesson");
     std::string file;
     std::string directory = Utf8FromWide(OwnDirectory()) + "lesson";
     std::uint64_t seed = 0;
@@ -24,10 +25,12 @@ int main() {
     app.add_option("lesson", file, "the lesson file")->required();
     app.add_option("--directory", directory, "where the host runs; log, devices.json and telemetry lie there")
         ->capture_default_str();
-    CLI::Option* const seed_option = app.add_option("--seed", seed, "seed of all random choices; the lesson's own else");
+    CLI::Option* const seed_option =
+        app.add_option("--seed", seed, "seed of all random choices; the lesson's own else");
     app.add_flag("--verbose", verbose, "show every event and every line of the host");
     app.allow_windows_style_options(false);
-    app.footer("Exit codes: 0 all as expected, 1 something is missing (the last line says what), 2 bad words or file.");
+    app.footer("Exit codes: 0 all as expected, 1 something is missing (the last line says what), 2 bad words "
+               "or file.");
     const std::vector<std::string> arguments = Utf8Arguments();
     try {
         app.parse(std::vector<std::string>(arguments.rbegin(), arguments.rend()));

@@ -20,7 +20,8 @@ std::wstring_view NextArgument(std::wstring_view& rest) {
         return {};
     }
     std::size_t end = begin;
-    for (bool quoted = false; end < rest.size() && (quoted || (rest[end] != L' ' && rest[end] != L'\t')); ++end) {
+    for (bool quoted = false; end < rest.size() && (quoted || (rest[end] != L' ' && rest[end] != L'\t'));
+         ++end) {
         if (rest[end] == L'"') {
             quoted = !quoted;
         }
@@ -51,8 +52,8 @@ int wmain() {
     STARTUPINFOW startup = {};
     startup.cb = sizeof(startup);
     PROCESS_INFORMATION process = {};
-    if (!CreateProcessW(path.c_str(), command_line.data(), nullptr, nullptr, TRUE, 0, nullptr, nullptr, &startup,
-                        &process)) {
+    if (!CreateProcessW(path.c_str(), command_line.data(), nullptr, nullptr, TRUE, 0, nullptr, nullptr,
+                        &startup, &process)) {
         return static_cast<int>(GetLastError());
     }
     WaitForSingleObject(process.hProcess, INFINITE);

@@ -88,7 +88,8 @@ public:
 
 class ZVNSPEECH_API SpeechRecognizer {
 public:
-    SpeechRecognizer(RecognitionListener* listener, RecognizeEngine engine, EngineMode mode, Language language);
+    SpeechRecognizer(RecognitionListener* listener, RecognizeEngine engine, EngineMode mode,
+                     Language language);
     SpeechRecognizer(const SpeechRecognizer&) = delete;
     SpeechRecognizer& operator=(const SpeechRecognizer&) = delete;
     ~SpeechRecognizer();

@@ -36,9 +36,9 @@ public:
     virtual void OnSendToDevice() = 0;
     virtual void OnBindCard(std::uint32_t newUid) = 0;
     /// The second buffer is the recording, a WAV image. Both are valid only during the call.
-    virtual void OnAudioDataReceived(std::uint32_t ushDeviceID, const std::uint8_t* first, std::uint32_t first_size,
-                                     const std::uint8_t* second, std::uint32_t second_size,
-                                     float lost_package_rate) = 0;
+    virtual void OnAudioDataReceived(std::uint32_t ushDeviceID, const std::uint8_t* first,
+                                     std::uint32_t first_size, const std::uint8_t* second,
+                                     std::uint32_t second_size, float lost_package_rate) = 0;
     virtual void OnDataSentFailed() = 0;
     virtual void OnGetDeviceInfo(const char* text, std::int32_t number) = 0;
     virtual void OnUnbindCard(std::uint32_t device_id) = 0;

@@ -104,7 +104,8 @@ bool TestClient::SendBytes(const std::string& bytes) {
 
 void TestClient::Send(const std::string& command) {
     const bool json = !command.empty() && command.front() == '{';
-    EXPECT_TRUE(SendBytes(tools::JsonFrameBytes(json ? command : tools::JsonOfShortForm(tools::SplitWords(command)))))
+    EXPECT_TRUE(
+        SendBytes(tools::JsonFrameBytes(json ? command : tools::JsonOfShortForm(tools::SplitWords(command)))))
         << command;
 }
 
@@ -201,7 +202,8 @@ void SystemTest::Start() {
     host_ = std::make_unique<tools::Host>(options);
     ASSERT_TRUE(WaitFor([this] {
         const std::vector<Json::Value> lines = HostLines();
-        return std::any_of(lines.begin(), lines.end(), [](const Json::Value& line) { return line["state"] == "started"; });
+        return std::any_of(lines.begin(), lines.end(),
+                           [](const Json::Value& line) { return line["state"] == "started"; });
     }));
 }
 

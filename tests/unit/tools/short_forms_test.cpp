@@ -32,7 +32,8 @@ TEST(ShortForms, Init_DecodesAsTheCommand) {
 TEST(ShortForms, Ask_CarriesRowsContextAndCustom) {
     CommandAsk command;
     ASSERT_TRUE(MessageCodec::DecodeCommand(
-        Json("ask 7 audio-multiple custom=q1 \"row1=two words\" row3= stem=a stem=\"b c\" prefix=p-"), &command));
+        Json("ask 7 audio-multiple custom=q1 \"row1=two words\" row3= stem=a stem=\"b c\" prefix=p-"),
+        &command));
     EXPECT_EQ(command.device, "7");
     EXPECT_EQ(command.type, QuestionType::VoiceEvaluationMultiple);
     EXPECT_EQ(command.row1, "two words");
