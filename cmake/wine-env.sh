@@ -65,6 +65,9 @@ vdipc_wine_take_slot() { # size of the pool
     [ -n "$vdipc_slot" ] || sleep 0.2
   done
   export WINEPREFIX=$pool/$vdipc_slot
+  # Whoever was killed here may have left programs that serve the pipe.
+  [ ! -e "$pool/$vdipc_slot.running" ] || { wineserver -k; wineserver -w; } 8>&- >/dev/null 2>&1
+  touch "$pool/$vdipc_slot.running"
   [ -e "$WINEPREFIX/vdipc-ready" ] && return 0
   (
     rm -rf "$WINEPREFIX" && mkdir -p "$WINEPREFIX/drive_c" && cd "$template" &&

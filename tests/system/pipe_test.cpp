@@ -117,6 +117,9 @@ TEST_F(PipeSystem, JsonFrameWithNegativeLength_EndsTheProcess) {
 }
 
 TEST_F(PipeSystem, LengthThatNoMemoryHolds_EndsTheProcess) {
+    if (GetProcAddress(GetModuleHandleW(L"ntdll.dll"), "wine_get_version") != nullptr) {
+        GTEST_SKIP() << "Wine takes a job object's memory limit, and doesn't hold anybody to it";
+    }
     expect_clean_end_ = false;
     Start();
     TestClient client;
@@ -131,17 +134,9 @@ TEST_F(PipeSystem, LengthThatNoMemoryHolds_EndsTheProcess) {
         SetInformationJobObject(job, JobObjectExtendedLimitInformation, &limits, sizeof limits) != 0 &&
         AssignProcessToJobObject(job, process) != 0;
     CloseHandle(process);
-    if (!limited) {
-        GTEST_SKIP() << "no job objects with a memory limit here";
-    }
+    ASSERT_TRUE(limited);
     ASSERT_TRUE(client.SendBytes(Header(2018, 0x7FFFFFFF, 2018)));
-    // The payload never comes: with the memory granted, the reader waits for it.
-    if (TheHost().TheProcess().Wait(20000)) {
-        EXPECT_NE(WaitForHostEnd(), 0U);
-    } else {
-        CloseHandle(job);
-        GTEST_SKIP() << "the memory limit is not enforced here";
-    }
+    EXPECT_NE(WaitForHostEnd(), 0U);
     CloseHandle(job);
 }
 

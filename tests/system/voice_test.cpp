@@ -604,7 +604,7 @@ TEST_F(VoiceSystem, TwoHundredRecordingsOnTwoKindsInRandomOrder_EachEventComesOn
     Init(client, "any");
     ConnectKeypads(client, "RV2", 1, 100);
     ConnectKeypads(client, "TQ1", 1001, 1100);
-    SetEngine("multiple", R"("order":"random","batch":100)");
+    SetEngine("multiple", R"("order":"random","batch":200)");
     std::set<int> pupils;
     for (int i = 1; i <= 100; ++i) {
         pupils.insert({i, 1000 + i});

@@ -2,6 +2,7 @@
 // ends on the client's "quit", on Ctrl-C and on the end of standard input.
 
 #include "ipc/IIpcHandler.h"
+#include "pipe/PipeServer.h"
 #include "tools/common/WideText.h"
 
 #include <CLI/CLI.hpp>
@@ -71,6 +72,23 @@ void PrintState(const char* state, const char* reason) {
     PrintLine(line);
 }
 
+/// A stop that overtakes the library's first offer of the pipe would wait for a client that never comes.
+void WaitForTheOfferOfThePipe() {
+    const ULONGLONG deadline = GetTickCount64() + 10000;
+    while (WaitNamedPipeA(vdipc::kPipeName, 1) == FALSE && GetLastError() != ERROR_SEM_TIMEOUT &&
+           GetTickCount64() < deadline) {
+        Sleep(10);
+    }
+}
+
+/// Wine hangs at the end of a process that it finds with one of its own threads inside a request: for instance just
+/// after the library has asked for USB notices, which a host that no client ever reached does as it stops.
+void LetWineSettle() {
+    if (GetProcAddress(GetModuleHandleW(L"ntdll.dll"), "wine_get_version") != nullptr) {
+        Sleep(200);
+    }
+}
+
 int Fail(const std::string& words) {
     std::cerr << "vdhost: " << words << std::endl;
     return 1;
@@ -83,7 +101,8 @@ int main() {
     CLI::App app("Loads VDIPC.dll and runs it until the client sends \"quit\", Ctrl-C is pressed or standard "
                  "input ends.\n"
                  "Standard output carries one JSON line for each status report and for the start and stop of "
-                 "the host.\n"
+                 "the host;\n"
+                 "lines that don't begin with { are the library's own.\n"
                  "The log (vdhost's directory, vote_deck.DATE.log) and devices.json lie beside vdhost.exe.",
                  "vdhost");
     std::string library = Utf8FromWide(OwnDirectory()) + "VDIPC.dll";
@@ -132,8 +151,10 @@ int main() {
 
     WaitForSingleObject(g_end_event, INFINITE);
     PrintState("stopping", g_reason);
+    WaitForTheOfferOfThePipe();
     handler->Uninitialize();
     PrintState("stopped", "");
     SetEvent(g_stopped_event);
+    LetWineSettle();
     return 0;
 }
