@@ -34,8 +34,11 @@ vdipc_wine_boot() {
     if [ ! -e "$WINEPREFIX/vdipc-ready" ]; then
       rm -rf "$WINEPREFIX"
       mkdir -p "$WINEPREFIX"
-      # No display: windows come from the null driver, which takes effect with the next start of the server.
+      # No display: windows come from the null driver, which takes effect with the next start of the server. No service
+      # that tells of devices: the thread that listens to it hangs the end of a process now and then, and the tests make
+      # all such notices themselves.
       { timeout 300 wineboot -i && wine reg add 'HKCU\Software\Wine\Drivers' /v Graphics /d null /f &&
+        wine reg add 'HKLM\System\CurrentControlSet\Services\PlugPlay' /v Start /t REG_DWORD /d 4 /f &&
         wineserver -k && wineserver -w; } </dev/null >"$WINEPREFIX.log" 2>&1 9>&- 8>&- ||
         { echo "wine-run: no Wine prefix could be made, see $WINEPREFIX.log" >&2; exit 1; }
       # Folders of the prefix's own in place of links to the user's.

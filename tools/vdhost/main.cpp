@@ -4,6 +4,7 @@
 #include "ipc/IIpcHandler.h"
 #include "pipe/PipeServer.h"
 #include "tools/common/WideText.h"
+#include "tools/vdhost/Wine.h"
 
 #include <CLI/CLI.hpp>
 #include <json/json.h>
@@ -81,14 +82,6 @@ void WaitForTheOfferOfThePipe() {
     }
 }
 
-/// Wine hangs at the end of a process that it finds with one of its own threads inside a request: for instance just
-/// after the library has asked for USB notices, which a host that no client ever reached does as it stops.
-void LetWineSettle() {
-    if (GetProcAddress(GetModuleHandleW(L"ntdll.dll"), "wine_get_version") != nullptr) {
-        Sleep(200);
-    }
-}
-
 int Fail(const std::string& words) {
     std::cerr << "vdhost: " << words << std::endl;
     return 1;
@@ -123,6 +116,7 @@ int main() {
         return Fail("can't load " + library + ": " + SystemErrorText(error) +
                     ". The library and the receivers' libraries must lie beside each other.");
     }
+    vdipc::tools::SerialiseAppendsUnderWine(module);
     const auto get_ipc_handler = reinterpret_cast<GetIpcHandlerFunction>(
         reinterpret_cast<void*>(GetProcAddress(module, "GetIpcHandler")));
     if (get_ipc_handler == nullptr) {
@@ -155,6 +149,5 @@ int main() {
     handler->Uninitialize();
     PrintState("stopped", "");
     SetEvent(g_stopped_event);
-    LetWineSettle();
     return 0;
 }
