@@ -6,6 +6,17 @@
 namespace vdipc {
 namespace {
 
+struct Parked {
+    std::mutex mutex;
+    std::vector<std::unique_ptr<OverlappedOperation>> operations;
+};
+
+/// Never destroyed: an operation may be pending until the process ends.
+Parked& ParkedOperations() {
+    static Parked& parked = *new Parked();
+    return parked;
+}
+
 bool IsDone(const std::unique_ptr<OverlappedOperation>& operation) {
     return HasOverlappedIoCompleted(&operation->overlapped);
 }
@@ -13,15 +24,18 @@ bool IsDone(const std::unique_ptr<OverlappedOperation>& operation) {
 }  // namespace
 
 void ReleaseOperation(std::unique_ptr<OverlappedOperation> operation) {
-    if (IsDone(operation)) {
-        return;
+    Parked& parked = ParkedOperations();
+    std::lock_guard lock(parked.mutex);
+    std::erase_if(parked.operations, IsDone);
+    if (operation && !IsDone(operation)) {
+        parked.operations.push_back(std::move(operation));
     }
-    // Never destroyed: an operation may be pending until the process ends.
-    static std::mutex& mutex = *new std::mutex();
-    static auto& pending = *new std::vector<std::unique_ptr<OverlappedOperation>>();
-    std::lock_guard lock(mutex);
-    std::erase_if(pending, IsDone);
-    pending.push_back(std::move(operation));
+}
+
+std::size_t PendingOperations() {
+    Parked& parked = ParkedOperations();
+    std::lock_guard lock(parked.mutex);
+    return parked.operations.size();
 }
 
 }  // namespace vdipc

@@ -4,6 +4,7 @@
 
 #include <windows.h>
 
+#include <cstddef>
 #include <memory>
 #include <vector>
 
@@ -14,7 +15,11 @@ struct OverlappedOperation {
     std::vector<char> buffer;
 };
 
-/// Frees an operation that is done; keeps another one as long as the system needs it. Any thread.
+/// Frees an operation that is done; keeps another one as long as the system needs it. Null stands for one that never
+/// began: the record of a call that failed at once looks pending for ever. Any thread.
 void ReleaseOperation(std::unique_ptr<OverlappedOperation> operation);
+
+/// Operations that are kept. Those that have become done meanwhile count until the next release.
+std::size_t PendingOperations();
 
 }  // namespace vdipc

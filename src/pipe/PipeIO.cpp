@@ -2,6 +2,7 @@
 
 #include "common/Log.h"
 
+#include <cstring>
 #include <utility>
 
 namespace vdipc {
@@ -60,21 +61,30 @@ void PipeIO::WaitForOperation(const std::atomic<EventHandle>& event) {
     }
 }
 
+bool PipeIO::ReadField(std::int32_t& field) {
+    std::vector<char> bytes(sizeof field);
+    if (Read(bytes) != sizeof field) {
+        return false;
+    }
+    std::memcpy(&field, bytes.data(), sizeof field);
+    return true;
+}
+
 void PipeIO::ReadThread() {
     VD_LOG(LogLevel::Trace, "{}:{} ReadThread begin");
     bool failed = false;
     while (running_) {
         failed = true;
         PipeData data;
-        if (Read(&data.type, sizeof data.type) != sizeof data.type) {
+        if (!ReadField(data.type)) {
             VD_LOG(LogLevel::Warn, "{}:{} Read type failed");
             break;
         }
-        if (Read(&data.length, sizeof data.length) != sizeof data.length) {
+        if (!ReadField(data.length)) {
             VD_LOG(LogLevel::Warn, "{}:{} Read length failed");
             break;
         }
-        if (Read(&data.command, sizeof data.command) != sizeof data.command) {
+        if (!ReadField(data.command)) {
             VD_LOG(LogLevel::Warn, "{}:{} Read command failed");
             break;
         }
@@ -82,7 +92,7 @@ void PipeIO::ReadThread() {
             const auto length = static_cast<std::uint32_t>(data.length);
             data.msg.resize(length);
             // One read: a payload that comes in pieces costs the client its connection.
-            if (Read(data.msg.data(), length) != length) {
+            if (Read(data.msg) != length) {
                 VD_LOG(LogLevel::Warn, "{}:{} Read msg failed");
                 break;
             }

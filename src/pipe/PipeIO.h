@@ -13,6 +13,7 @@
 #include <memory>
 #include <mutex>
 #include <thread>
+#include <vector>
 
 namespace vdipc {
 
@@ -47,8 +48,11 @@ private:
 
     void ReadThread();
     void WriteThread();
-    /// One overlapped operation each: the number of bytes that the system reports, 0 on every failure.
-    std::uint32_t Read(void* buffer, std::uint32_t count);
+    /// One read of a header field; false unless it came whole.
+    bool ReadField(std::int32_t& field);
+    /// One overlapped operation each: the number of bytes that the system reports, 0 on every failure. Reads as many bytes
+    /// as the buffer has. A read that failed keeps the buffer, which the system may still write to.
+    std::uint32_t Read(std::vector<char>& buffer);
     std::uint32_t Write(const void* buffer, std::uint32_t count);
     /// Waits for the operation in progress, without time-out. An operation that was begun while Stop was looking for its
     /// event is not waited for: nobody would signal it.

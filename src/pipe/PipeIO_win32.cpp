@@ -5,7 +5,7 @@
 
 #include <windows.h>
 
-#include <cstring>
+#include <utility>
 
 namespace vdipc {
 
@@ -13,9 +13,10 @@ PipeHandle InvalidPipeHandle() {
     return INVALID_HANDLE_VALUE;
 }
 
-std::uint32_t PipeIO::Read(void* buffer, std::uint32_t count) {
+std::uint32_t PipeIO::Read(std::vector<char>& buffer) {
     auto operation = std::make_unique<OverlappedOperation>();
-    operation->buffer.resize(count);
+    operation->buffer = std::move(buffer);
+    const auto count = static_cast<DWORD>(operation->buffer.size());
     DWORD transferred = 0;
     operation->overlapped.hEvent = CreateAutoResetEvent();
     read_event_ = operation->overlapped.hEvent;
@@ -26,6 +27,7 @@ std::uint32_t PipeIO::Read(void* buffer, std::uint32_t count) {
         const DWORD error_code = GetLastError();
         if (error_code != ERROR_IO_PENDING) {
             VD_LOG(LogLevel::Warn, "{}:{} ReadFile failed, error_code={}", error_code);
+            operation.reset();
         } else {
             WaitForOperation(read_event_);
             DWORD completed = 0;
@@ -38,7 +40,9 @@ std::uint32_t PipeIO::Read(void* buffer, std::uint32_t count) {
         }
     }
     CloseEvent(read_event_.exchange(nullptr));
-    std::memcpy(buffer, operation->buffer.data(), transferred);
+    if (transferred > 0) {
+        buffer = std::move(operation->buffer);
+    }
     ReleaseOperation(std::move(operation));
     return transferred;
 }
@@ -56,6 +60,7 @@ std::uint32_t PipeIO::Write(const void* buffer, std::uint32_t count) {
         const DWORD error_code = GetLastError();
         if (error_code != ERROR_IO_PENDING) {
             VD_LOG(LogLevel::Warn, "{}:{} WriteFile failed, error_code={}", error_code);
+            operation.reset();
         } else {
             WaitForOperation(write_event_);
             DWORD completed = 0;

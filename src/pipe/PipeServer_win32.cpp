@@ -39,6 +39,7 @@ bool PipeServer::Connect() {
         const DWORD error_code = GetLastError();
         if (error_code == ERROR_PIPE_CONNECTED) {
             // A client that was quicker than this call is not served, and nobody is told: no success.
+            operation.reset();
         } else if (error_code == ERROR_IO_PENDING) {
             WaitForEvent(connect_event_, kWaitForever);
             DWORD transferred = 0;
@@ -49,6 +50,7 @@ bool PipeServer::Connect() {
             }
         } else {
             VD_LOG(LogLevel::Warn, "{}:{} ConnectNamedPipe failed:{}", error_code);
+            operation.reset();
         }
     }
     if (connected) {
@@ -68,10 +70,10 @@ void PipeServer::Disconnect() {
         SignalEvent(event);
     }
     DeletePipeIO();
-    if (const PipeHandle pipe = pipe_; pipe != InvalidPipeHandle()) {
+    // Taken at once: of two callers at a time one closes the handle.
+    if (const PipeHandle pipe = pipe_.exchange(InvalidPipeHandle()); pipe != InvalidPipeHandle()) {
         DisconnectNamedPipe(pipe);
         CloseHandle(pipe);
-        pipe_ = InvalidPipeHandle();
     }
 }
 

@@ -76,7 +76,7 @@ public:
 
     void CloseServer() override {
         if (server != InvalidPipeHandle()) {
-            close(static_cast<int>(reinterpret_cast<std::intptr_t>(server)));
+            CloseServerEnd(server);
             server = InvalidPipeHandle();
         }
     }
@@ -86,6 +86,10 @@ public:
 
 std::unique_ptr<PipePair> MakePipePair() {
     return std::make_unique<SocketPair>();
+}
+
+bool CloseServerEnd(PipeHandle server) {
+    return close(static_cast<int>(reinterpret_cast<std::intptr_t>(server))) == 0;
 }
 
 std::unique_ptr<ClientEnd> OpenServerPipe(std::chrono::milliseconds timeout) {

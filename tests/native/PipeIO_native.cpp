@@ -5,6 +5,7 @@
 #include "pipe/PipeIO.h"
 
 #include <cerrno>
+#include <utility>
 
 #include <poll.h>
 #include <sys/socket.h>
@@ -37,20 +38,24 @@ PipeHandle InvalidPipeHandle() {
     return reinterpret_cast<PipeHandle>(std::intptr_t{-1});
 }
 
-std::uint32_t PipeIO::Read(void* buffer, std::uint32_t count) {
+std::uint32_t PipeIO::Read(std::vector<char>& buffer) {
+    std::vector<char> operation_buffer = std::move(buffer);
     read_event_ = CreateAutoResetEvent();
     std::uint32_t transferred = 0;
     if (pipe_ == InvalidPipeHandle()) {
         VD_LOG(LogLevel::Warn, "{}:{} invalid pipe handle");
     } else {
-        ssize_t got = recv(Descriptor(pipe_), buffer, count, MSG_DONTWAIT);
+        const auto receive = [this, &operation_buffer] {
+            return recv(Descriptor(pipe_), operation_buffer.data(), operation_buffer.size(), MSG_DONTWAIT);
+        };
+        ssize_t got = receive();
         if (got > 0) {
             transferred = static_cast<std::uint32_t>(got);
         } else if (got == 0 || errno != EAGAIN) {
             VD_LOG(LogLevel::Warn, "{}:{} ReadFile failed, error_code={}", kBrokenPipe);
         } else {
             const bool ready = running_ && WaitForSocket(Descriptor(pipe_), POLLIN, read_event_);
-            got = ready ? recv(Descriptor(pipe_), buffer, count, MSG_DONTWAIT) : -1;
+            got = ready ? receive() : -1;
             if (got > 0) {
                 transferred = static_cast<std::uint32_t>(got);
             } else {
@@ -59,6 +64,9 @@ std::uint32_t PipeIO::Read(void* buffer, std::uint32_t count) {
         }
     }
     CloseEvent(read_event_.exchange(nullptr));
+    if (transferred > 0) {
+        buffer = std::move(operation_buffer);
+    }
     return transferred;
 }
 

@@ -83,15 +83,14 @@ void PipeServer::Disconnect() {
         SignalEvent(event);
     }
     DeletePipeIO();
-    if (pipe_ != InvalidPipeHandle()) {
+    if (const PipeHandle pipe = pipe_.exchange(InvalidPipeHandle()); pipe != InvalidPipeHandle()) {
         std::lock_guard lock(g_mutex);
-        const auto found = g_instances.find(pipe_);
+        const auto found = g_instances.find(pipe);
         close(found->second.server);
         if (!found->second.taken) {
             close(found->second.client);
         }
         g_instances.erase(found);
-        pipe_ = InvalidPipeHandle();
     }
 }
 

@@ -19,9 +19,6 @@ struct PipeIOAccess {
         std::lock_guard lock(io.mutex_);
         return io.send_queue_.size();
     }
-    static std::uint32_t Read(PipeIO& io, void* buffer, std::uint32_t count) {
-        return io.Read(buffer, count);
-    }
     static std::uint32_t Write(PipeIO& io, const void* buffer, std::uint32_t count) {
         return io.Write(buffer, count);
     }

@@ -47,6 +47,9 @@ public:
 
 std::unique_ptr<PipePair> MakePipePair();
 
+/// Disconnects and closes a server's end; false for one that is closed already.
+bool CloseServerEnd(PipeHandle server);
+
 /// Opens the library's pipe; null when nobody serves it, or no instance is free, within the time.
 std::unique_ptr<ClientEnd> OpenServerPipe(std::chrono::milliseconds timeout = kPipePatience);
 

@@ -108,8 +108,7 @@ public:
 
     void CloseServer() override {
         if (server != INVALID_HANDLE_VALUE) {
-            DisconnectNamedPipe(server);
-            CloseHandle(server);
+            CloseServerEnd(server);
             server = INVALID_HANDLE_VALUE;
         }
     }
@@ -119,6 +118,11 @@ public:
 
 std::unique_ptr<PipePair> MakePipePair() {
     return std::make_unique<WindowsPipePair>();
+}
+
+bool CloseServerEnd(PipeHandle server) {
+    DisconnectNamedPipe(server);
+    return CloseHandle(server) != FALSE;
 }
 
 std::unique_ptr<ClientEnd> OpenServerPipe(std::chrono::milliseconds timeout) {

@@ -238,6 +238,33 @@ TEST_F(PipeServerTest, DisconnectOnAnIdleObject_DoesNothingHarmful_AlsoRepeated)
     EXPECT_EQ(PipeServerAccess::Pipe(server_), InvalidPipeHandle());
 }
 
+TEST_F(PipeServerTest, TwoThreadsThatDisconnectAtOnce_CloseOneInstanceOnce) {
+    std::atomic<int> ready{0};
+    const auto disconnect = [this, &ready] {
+        for (++ready; ready < 2;) {
+            std::this_thread::yield();
+        }
+        server_.Disconnect();
+    };
+    for (int i = 0; i < 200; ++i) {
+        // Now and then with a client that has gone: the handler's task and the host's stop meet behind its loss.
+        if (i % 20 == 0) {
+            ConnectClient(server_)->Close();
+            ASSERT_TRUE(heard_.WaitForErrors(i / 20 + 1));
+        } else {
+            PipeServerAccess::CreateServerPipe(server_);
+        }
+        ready = 0;
+        std::thread first(disconnect);
+        std::thread second(disconnect);
+        first.join();
+        second.join();
+        ASSERT_EQ(PipeServerAccess::Pipe(server_), InvalidPipeHandle());
+        ASSERT_EQ(PipeServerAccess::Io(server_), nullptr);
+    }
+    EXPECT_NE(ConnectClient(server_), nullptr);
+}
+
 TEST_F(PipeServerTest, ClientThatWasQuickerThanConnect_IsNeverServed_AndNobodyIsTold) {
     PipeServerAccess::CreateServerPipe(server_);
     const auto client = test::OpenServerPipe();
@@ -277,6 +304,21 @@ TEST(PipeServer, Destruction_LogsAndEndsTheConnectionsThreads) {
     EXPECT_EQ(Said(log, "PipeServer::~PipeServer"), Lines{"Trace "});
     EXPECT_EQ(log.Count("ReadThread end"), 1u);
     EXPECT_EQ(log.Count("WriteThread end"), 1u);
+}
+
+TEST(PipeServer, DestructionWithoutDisconnect_EndsTheThreadsAndClosesNoHandle) {
+    const test::LogCapture log;
+    auto server = std::make_unique<PipeServer>(nullptr, nullptr, nullptr);
+    const auto client = ConnectClient(*server);
+    const PipeHandle pipe = PipeServerAccess::Pipe(*server);
+    ASSERT_TRUE(log.WaitFor("WriteThread begin"));
+    server.reset();
+    EXPECT_EQ(log.Count("ReadThread end"), 1u);
+    EXPECT_EQ(log.Count("WriteThread end"), 1u);
+    EXPECT_TRUE(log.OfFunction("PipeServer::Disconnect").empty());
+    EXPECT_FALSE(client->WaitClosed(kInstant)) << "the instance is still there";
+    EXPECT_TRUE(test::CloseServerEnd(pipe));
+    EXPECT_TRUE(client->WaitClosed());
 }
 
 TEST_F(PipeServerTest, ManyThreadsThatSend_GiveWholeFrames) {

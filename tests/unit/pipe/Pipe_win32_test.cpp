@@ -1,6 +1,7 @@
 // What only the real pipe shows.
 #include "Recorder.h"
 #include "ServerFixture.h"
+#include "pipe/OverlappedOperation_win32.h"
 #include "support/Endings.h"
 
 #include <windows.h>
@@ -123,6 +124,60 @@ TEST_F(PipeServerTest, ManyConnections_LeaveOneEventEachAtMost) {
     }
     // One for the read that Stop ended; a write was not in progress. A few come and go with the system's own threads.
     EXPECT_LE(Handles(), before + kConnections + 10);
+}
+
+TEST(PipeOperations, ClientsThatGoWhileTheReaderIsHeld_LeaveNoOperationBehind) {
+    const test::LogCapture log;
+    const std::size_t before = PendingOperations();
+    constexpr std::size_t kClients = 50;
+    for (std::size_t i = 1; i <= kClients; ++i) {
+        test::Recorder recorder;
+        const auto pair = test::MakePipePair();
+        PipeIO io(pair->server, recorder.OnData(), recorder.OnError());
+        recorder.Block();
+        ASSERT_TRUE(pair->client->Write(JsonFrame("one")));
+        ASSERT_TRUE(recorder.WaitForFrames(1));
+        pair->client->Close();
+        io.Send(test::MakeFrame("lost"));
+        ASSERT_TRUE(log.WaitForCount("WriteFile failed, error_code=", i));
+        recorder.Release();
+        ASSERT_TRUE(recorder.WaitForError());
+    }
+    EXPECT_EQ(log.Count("ReadFile failed, error_code=109"), kClients);
+    EXPECT_LE(PendingOperations(), before);
+}
+
+TEST_F(PipeServerTest, ConnectThatFailsAtOnce_LeavesNoOperationBehind) {
+    const std::size_t before = PendingOperations();
+    for (int i = 0; i < 5; ++i) {
+        PipeServerAccess::CreateServerPipe(server_);
+        const auto client = test::OpenServerPipe();  // quicker than Connect: 535
+        EXPECT_FALSE(server_.Connect());
+        server_.Disconnect();
+    }
+    const HANDLE other = CreateNamedPipeA(kPipeName, PIPE_ACCESS_DUPLEX, 0, 1, 100, 100, 0, nullptr);
+    EXPECT_FALSE(server_.Connect());  // on no instance
+    CloseHandle(other);
+    EXPECT_LE(PendingOperations(), before);
+}
+
+TEST(PipeOperations, ReadThatStopGivesUp_IsKeptUntilItsPipeIsClosed) {
+    const test::LogCapture log;
+    const std::size_t before = PendingOperations();
+    {
+        const auto pair = test::MakePipePair();
+        PipeIO io(pair->server, nullptr, nullptr);
+        while (PipeIOAccess::ReadEvent(io) == nullptr) {
+            std::this_thread::yield();
+        }
+        std::this_thread::sleep_for(std::chrono::milliseconds(100));
+        io.Stop();
+        EXPECT_EQ(PendingOperations(), before + 1) << log.Text();
+    }
+    // Whatever operation is released next looks after those that are done.
+    EXPECT_TRUE(log.WaitFor("ReadThread end"));
+    ReleaseOperation(nullptr);
+    EXPECT_LE(PendingOperations(), before);
 }
 
 }  // namespace

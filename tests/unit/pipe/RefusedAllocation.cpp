@@ -17,6 +17,12 @@ namespace vdipc::test {
 
 void RefuseAllocation(std::size_t) {}
 
+void CountAllocations(std::size_t) {}
+
+int CountedAllocations() {
+    return 0;
+}
+
 bool CanRefuseAllocation() {
     return false;
 }
@@ -27,10 +33,15 @@ bool CanRefuseAllocation() {
 
 namespace {
 
-// 0 refuses none.
+// 0 stands for none.
 std::atomic<std::size_t> g_refused_size{0};
+std::atomic<std::size_t> g_counted_size{0};
+std::atomic<int> g_counted{0};
 
 void* Allocate(std::size_t size) noexcept {
+    if (size != 0 && size == g_counted_size) {
+        ++g_counted;
+    }
     return size != 0 && size == g_refused_size ? nullptr : std::malloc(size == 0 ? 1 : size);
 }
 
@@ -74,6 +85,15 @@ namespace vdipc::test {
 
 void RefuseAllocation(std::size_t size) {
     g_refused_size = size;
+}
+
+void CountAllocations(std::size_t size) {
+    g_counted_size = size;
+    g_counted = 0;
+}
+
+int CountedAllocations() {
+    return g_counted;
 }
 
 bool CanRefuseAllocation() {

@@ -1,4 +1,4 @@
-// An allocation that fails, on a machine that has the memory.
+// Allocations of one size: one that fails, on a machine that has the memory, and those that were made.
 #pragma once
 
 #include <cstddef>
@@ -8,7 +8,13 @@ namespace vdipc::test {
 /// From now on operator new raises bad_alloc for exactly this size.
 void RefuseAllocation(std::size_t size);
 
-/// False where the allocation functions belong to a sanitizer that doesn't share them.
+/// From now on counts calls of operator new for exactly this size.
+void CountAllocations(std::size_t size);
+/// Calls since CountAllocations.
+int CountedAllocations();
+
+/// False where the allocation functions belong to a sanitizer that doesn't share them: then nothing is refused or
+/// counted.
 bool CanRefuseAllocation();
 
 }  // namespace vdipc::test
