@@ -11,11 +11,8 @@ namespace vdipc {
 namespace {
 
 char console_log_buffer_[1024];
-
-std::mutex& ConsoleLogLock() {
-    static std::mutex console_log_lock_;
-    return console_log_lock_;
-}
+// Ready before any code runs, and not gone before the last timer has logged, at process exit.
+std::mutex console_log_lock_;
 
 const char* LevelName(ConsoleLogLevel level) {
     static constexpr const char* kNames[] = {"Debug", "Info", "Warn", "Error", "Fatal"};
@@ -46,7 +43,7 @@ std::size_t MakeConsolePrefix(const char* file, int line, ConsoleLogLevel level)
 }
 
 void ConsoleLog(const char* file, int line, ConsoleLogLevel level, const char* format, ...) {
-    std::lock_guard lock(ConsoleLogLock());
+    std::lock_guard lock(console_log_lock_);
     std::size_t used = MakeConsolePrefix(file, line, level);
     std::va_list arguments;
     va_start(arguments, format);

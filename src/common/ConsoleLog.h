@@ -1,6 +1,8 @@
 // printf-style lines on standard output, for the timer alone. Its level numbers are not those of the log.
 #pragma once
 
+#include "common/PrintfFormat.h"
+
 #include <cstddef>
 #include <cstdint>
 
@@ -10,6 +12,7 @@ enum class ConsoleLogLevel : std::int32_t { Debug = 0, Info = 1, Warn = 2, Error
 
 /// Prints one line of at most 1024 bytes with a prefix of time, level, thread, file and line. An empty message gets no
 /// line break. Serialised over all threads.
+VDIPC_PRINTF_FORMAT(4, 5)
 void ConsoleLog(const char* file, int line, ConsoleLogLevel level, const char* format, ...);
 
 /// Prints the prefix at the start of the line buffer and returns its length. The caller holds the buffer's lock.

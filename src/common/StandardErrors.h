@@ -1,6 +1,8 @@
 // Errors whose texts the system promises, raised in the same words under every compiler.
 #pragma once
 
+#include "common/PrintfFormat.h"
+
 #include <cstdint>
 #include <map>
 #include <string>
@@ -28,6 +30,7 @@ std::uint32_t ParseUnsigned32(const std::string& text);
 
 /// printf into a zeroed buffer of 260 bytes. A text that doesn't fit ends the process, as the invalid-parameter path
 /// of a bounded print does.
+VDIPC_PRINTF_FORMAT(1, 2)
 std::string PrintBounded260(const char* format, ...);
 
 }  // namespace vdipc

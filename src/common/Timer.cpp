@@ -26,6 +26,7 @@ bool Timer::Start(const std::function<void()>& callback) {
     if (timer_handle_ != nullptr) {
         return false;
     }
+    callback_stored_.store(false, std::memory_order_relaxed);
     if (!CreateQueueTimer(timer_handle_, this, kDueMilliseconds)) {
         ConsoleLog(SourceFileName(__FILE__), __LINE__, ConsoleLogLevel::Warn,
                    "[Timer] %p CreateTimerQueueTimer failed, GLE=%u", static_cast<void*>(this),
@@ -49,7 +50,6 @@ void Timer::Stop() {
                    static_cast<unsigned int>(GetLastSystemError()));
     }
     timer_handle_ = nullptr;
-    callback_stored_.store(false, std::memory_order_relaxed);
 }
 
 void Timer::OnTimerFired(void* timer, bool /*timed_out*/) {

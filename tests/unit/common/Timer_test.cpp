@@ -33,9 +33,9 @@ public:
         thread_ = std::this_thread::get_id();
         changed_.notify_all();
     }
-    bool WaitForOne() {
+    bool WaitFor(int count, milliseconds timeout = kPatience) {
         std::unique_lock lock(mutex_);
-        return changed_.wait_for(lock, kPatience, [this] { return count_ > 0; });
+        return changed_.wait_for(lock, timeout, [this, count] { return count_ >= count; });
     }
     int Count() {
         std::lock_guard lock(mutex_);
@@ -68,27 +68,16 @@ std::string AddressText(const void* address) {
     return text;
 }
 
-// The due time is waited for really, once for several timers.
+// The due time is waited for really.
 TEST(Timer, Armed_FiresOnceAfter2000Milliseconds_AndStartBeforeStopIsRefusedAndKeepsTheFirstCallback) {
     Calls first;
     Calls second;
-    Calls destroyed;
-    Calls stopped;
     Timer timer;
     const auto begin = Clock::now();
     EXPECT_TRUE(timer.Start([&first] { first.Add(); }));
     EXPECT_FALSE(timer.Start([&second] { second.Add(); }));
 
-    // Destroyed or stopped before their due time, these never call back.
-    {
-        Timer short_lived;
-        EXPECT_TRUE(short_lived.Start([&destroyed] { destroyed.Add(); }));
-    }
-    Timer taken_back;
-    EXPECT_TRUE(taken_back.Start([&stopped] { stopped.Add(); }));
-    taken_back.Stop();
-
-    ASSERT_TRUE(first.WaitForOne());
+    ASSERT_TRUE(first.WaitFor(1));
     const auto elapsed = std::chrono::duration_cast<milliseconds>(Clock::now() - begin);
     EXPECT_GE(elapsed.count(), 1980);
     EXPECT_NE(first.Thread(), std::this_thread::get_id());
@@ -100,6 +89,30 @@ TEST(Timer, Armed_FiresOnceAfter2000Milliseconds_AndStartBeforeStopIsRefusedAndK
     timer.Stop();
     EXPECT_EQ(first.Count(), 1);
     EXPECT_EQ(second.Count(), 0);
+}
+
+// The witness is armed last: when it has fired, the due time of the others is over.
+TEST(Timer, DestroyedOrStoppedBeforeItsDueTime_NeverCallsBack_AndTheOneThatIsLeftDoesOnce) {
+    Calls destroyed;
+    Calls stopped;
+    Calls witness;
+    {
+        Timer short_lived;
+        ASSERT_TRUE(short_lived.Start([&destroyed] { destroyed.Add(); }));
+    }
+    Timer taken_back;
+    ASSERT_TRUE(taken_back.Start([&stopped] { stopped.Add(); }));
+    taken_back.Stop();
+    Timer left;
+    ASSERT_TRUE(left.Start([&witness] { witness.Add(); }));
+
+    ASSERT_TRUE(witness.WaitFor(1));
+    EXPECT_EQ(destroyed.Count(), 0);
+    EXPECT_EQ(stopped.Count(), 0);
+    // One that came again would come one due time later.
+    EXPECT_FALSE(witness.WaitFor(2, milliseconds(2200)));
+    left.Stop();
+    EXPECT_EQ(witness.Count(), 1);
     EXPECT_EQ(destroyed.Count(), 0);
     EXPECT_EQ(stopped.Count(), 0);
 }
@@ -113,7 +126,7 @@ TEST(Timer, StopDuringACallback_ReturnsWhenTheCallbackHasFinished) {
         std::this_thread::sleep_for(milliseconds(300));
         finished = true;
     }));
-    ASSERT_TRUE(entered.WaitForOne());
+    ASSERT_TRUE(entered.WaitFor(1));
     timer.Stop();
     EXPECT_TRUE(finished);
 }
@@ -184,16 +197,22 @@ TEST(Timer, CreationThatFails_IsPrintedAtWarnWithTheSystemsNumber_AndLeavesTheTi
     EXPECT_TRUE(timer.Start([] {}));
 }
 
-TEST(Timer, DeletionThatFails_IsPrintedAtWarn_AndTheTimerForgetsTheSystemsOne) {
+TEST(Timer, DeletionThatFails_IsPrintedAtWarn_AndTheTimerForgetsTheSystemsOne_WhichStillCallsBack) {
+    int calls = 0;
     Timer timer;
-    ASSERT_TRUE(timer.Start([] {}));
+    ASSERT_TRUE(timer.Start([&calls] { ++calls; }));
     test::FailNextQueueTimerDeletion(997);
     const std::string text = Printed([&timer] { timer.Stop(); });
     EXPECT_NE(text.find("[Warn]"), std::string::npos) << text;
     EXPECT_NE(text.find("[Timer] " + AddressText(&timer) + " DeleteTimerQueueTimer failed, GLE=997\n"),
               std::string::npos)
         << text;
+    // The one that the system has kept comes to its due time.
+    Timer::OnTimerFired(&timer, true);
+    EXPECT_EQ(calls, 1);
     EXPECT_TRUE(timer.Start([] {}));
+    Timer::OnTimerFired(&timer, true);
+    EXPECT_EQ(calls, 1);
 }
 #endif
 
