@@ -24,10 +24,14 @@ Json::Value Parse(const std::string& text, const std::string& what) {
     const std::unique_ptr<Json::CharReader> reader(builder.newCharReader());
     Json::Value value;
     std::string errors;
-    if (!reader->parse(text.data(), text.data() + text.size(), &value, &errors)) {
-        Fail(what + " is no JSON: " + errors);
+    try {
+        if (reader->parse(text.data(), text.data() + text.size(), &value, &errors)) {
+            return value;
+        }
+    } catch (const Json::Exception& error) {
+        errors = error.what();  // nested too deep
     }
-    return value;
+    Fail(what + " is no JSON: " + errors);
 }
 
 int Number(const std::string& text, const std::string& what) {

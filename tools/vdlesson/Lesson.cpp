@@ -2,11 +2,17 @@
 
 #include "tools/common/ShortForms.h"
 
+#include <charconv>
+#include <cmath>
+#include <limits>
 #include <memory>
 #include <sstream>
+#include <system_error>
 
 namespace vdipc::tools {
 namespace {
+
+constexpr int kMostPresses = 1000;
 
 /// Takes one line of a lesson apart, word by word, and knows where it stands.
 class Line {
@@ -47,11 +53,23 @@ public:
         try {
             std::size_t used = 0;
             const double number = std::stod(word, &used);
-            if (used == word.size() && number >= 0.0) {
+            if (used == word.size() && number >= 0.0 && std::isfinite(number)) {
                 return number;
             }
         } catch (const std::exception&) {
             // told below
+        }
+        Fail(std::string("expected ") + what + ", not '" + word + "'");
+    }
+
+    /// A whole number of no more than `most`.
+    template <typename Number>
+    Number Whole(const std::string& word, const char* what,
+                 Number most = std::numeric_limits<Number>::max()) const {
+        Number number = 0;
+        const auto [end, error] = std::from_chars(word.data(), word.data() + word.size(), number);
+        if (error == std::errc() && end == word.data() + word.size() && word[0] != '-' && number <= most) {
+            return number;
         }
         Fail(std::string("expected ") + what + ", not '" + word + "'");
     }
@@ -67,19 +85,21 @@ public:
         const std::unique_ptr<Json::CharReader> reader(Json::CharReaderBuilder().newCharReader());
         Json::Value value;
         std::string errors;
-        if (!reader->parse(rest.data(), rest.data() + rest.size(), &value, &errors) || !value.isObject()) {
-            Fail("expected a JSON object: " + errors);
+        try {
+            if (reader->parse(rest.data(), rest.data() + rest.size(), &value, &errors) && value.isObject()) {
+                return value;
+            }
+        } catch (const Json::Exception& error) {
+            errors = error.what();  // nested too deep
         }
-        return value;
+        Fail("expected a JSON object: " + errors);
     }
 
     void Range(int& first, int& last) {
         const std::string word = Word("a keypad number, or FIRST..LAST");
         const std::size_t dots = word.find("..");
-        first = static_cast<int>(ToNumber(word.substr(0, dots), "a keypad number"));
-        last = dots == std::string::npos
-                   ? first
-                   : static_cast<int>(ToNumber(word.substr(dots + 2), "a keypad number"));
+        first = Whole<int>(word.substr(0, dots), "a keypad number");
+        last = dots == std::string::npos ? first : Whole<int>(word.substr(dots + 2), "a keypad number");
         if (first < 1 || last < first) {
             Fail("a range of keypads runs upwards from 1 or above");
         }
@@ -108,7 +128,7 @@ Choice ParseChoice(const Line& line, const std::string& word) {
     choice.name = word;
     const std::size_t star = word.find('*');
     if (star != std::string::npos) {
-        const int times = static_cast<int>(line.ToNumber(word.substr(star + 1), "a number behind '*'"));
+        const int times = line.Whole(word.substr(star + 1), "a number up to 1000 behind '*'", kMostPresses);
         for (int i = 0; i < times; ++i) {
             choice.keys.push_back(word.substr(0, star));
             choice.answers.push_back(word.substr(0, star));
@@ -160,7 +180,7 @@ void ParseExpect(Line& line, Step& step) {
     step.seconds = line.Seconds("seconds to wait at most");
     step.event = line.Word("the name of an event");
     if (line.Peek() == 'x') {
-        step.count = static_cast<int>(line.ToNumber(line.Word("a count").substr(1), "a count behind 'x'"));
+        step.count = line.Whole<int>(line.Word("a count").substr(1), "a count behind 'x'");
     }
     step.json = line.AtEnd() ? Json::Value(Json::objectValue) : line.JsonRest();
 }
@@ -241,7 +261,7 @@ void ParseLine(Line& line, Lesson& lesson) {
         return;
     }
     if (word == "seed") {
-        lesson.seed = static_cast<std::uint64_t>(line.Seconds("a number"));
+        lesson.seed = line.Whole<std::uint64_t>(line.Word("a number"), "a whole number");
         return;
     }
     if (word == "station") {
@@ -259,7 +279,7 @@ void ParseLine(Line& line, Lesson& lesson) {
     if (word == "channel") {
         lesson.channel = line.Rest();
         if (lesson.channel != "none") {
-            line.ToNumber(lesson.channel, "a channel number, or none");
+            line.Whole<std::int32_t>(lesson.channel, "a channel number, or none");
         }
         return;
     }

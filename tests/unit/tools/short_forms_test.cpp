@@ -83,5 +83,10 @@ TEST(ShortForms, BadWords_AreToldInWords) {
     EXPECT_NE(Complaint("ask 1 evaluation param=x").find("param is no JSON"), std::string::npos);
 }
 
+TEST(ShortForms, ParamNestedDeeperThanTheParserFollows_IsToldInWords) {
+    const std::string complaint = Complaint("ask 1 evaluation param=" + std::string(1001, '['));
+    EXPECT_NE(complaint.find("param is no JSON"), std::string::npos) << complaint;
+}
+
 }  // namespace
 }  // namespace vdipc::tools
