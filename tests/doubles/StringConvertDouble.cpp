@@ -8,6 +8,9 @@
 #include <windows.h>
 #else
 #include <iconv.h>
+
+#include <map>
+#include <utility>
 #endif
 
 namespace vdipc::test {
@@ -62,10 +65,33 @@ std::string CodePageName(unsigned int code_page) {
     return vdipc::test::g_active;
 }
 
+/// A converter stays open: the system would load and unload its tables for each text.
+class Converter {
+public:
+    Converter(const std::string& to, const std::string& from)
+        : handle_(iconv_open(to.c_str(), from.c_str())) {}
+    Converter(const Converter&) = delete;
+    Converter& operator=(const Converter&) = delete;
+    ~Converter() { iconv_close(handle_); }
+
+    iconv_t Begin() const {
+        iconv(handle_, nullptr, nullptr, nullptr, nullptr);
+        return handle_;
+    }
+
+private:
+    const iconv_t handle_;
+};
+
+iconv_t BeginConversion(const std::string& to, const std::string& from) {
+    thread_local std::map<std::pair<std::string, std::string>, Converter> converters;
+    return converters.try_emplace({to, from}, to, from).first->second.Begin();
+}
+
 /// Converts as far as it goes; what can't be converted becomes one question mark for each unit.
 std::string Convert(const std::string& text, const std::string& to, const std::string& from, std::size_t unit,
                     const std::string& replacement) {
-    const iconv_t converter = iconv_open(to.c_str(), from.c_str());
+    const iconv_t converter = BeginConversion(to, from);
     std::string result;
     std::string input = text;
     char* in = input.data();
@@ -83,7 +109,6 @@ std::string Convert(const std::string& text, const std::string& to, const std::s
             result += replacement;
         }
     }
-    iconv_close(converter);
     return result;
 }
 
