@@ -38,8 +38,8 @@ Json::Value ClassroomClient::State() {
     return Get("/state");
 }
 
-Json::Value ClassroomClient::SawSince(std::uint64_t number) {
-    return Get("/saw?since=" + std::to_string(number));
+Json::Value ClassroomClient::SawSince(std::uint64_t number, std::uint32_t wait_ms) {
+    return Get("/saw?since=" + std::to_string(number) + "&wait_ms=" + std::to_string(wait_ms));
 }
 
 Json::Value ClassroomClient::Get(const std::string& path) {

@@ -19,8 +19,8 @@ public:
 
     Json::Value Do(const Json::Value& action);
     Json::Value State();
-    /// Every call that a stand-in has seen from this number on, as an array.
-    Json::Value SawSince(std::uint64_t number);
+    /// Every call that a stand-in has seen from this number on, as an array; waits so long for the first.
+    Json::Value SawSince(std::uint64_t number, std::uint32_t wait_ms = 0);
 
 private:
     Json::Value Get(const std::string& path);

@@ -1,0 +1,144 @@
+// The soak's model of what a client must see: a few of its rules, so that a wrong judge is found here first.
+
+#include "soak/Ledger.h"
+#include "soak/Model.h"
+
+#include <gtest/gtest.h>
+
+namespace vdipc::soak {
+namespace {
+
+class SoakModel : public testing::Test {
+protected:
+    SoakModel() {
+        model_.hardware.receivers[Kind::TQ1].connected = true;
+        model_.hardware.receivers[Kind::LW].connected = true;
+    }
+
+    std::vector<Due> Told(const std::string& json) {
+        std::vector<Due> due;
+        model_.Command(json, due);
+        return due;
+    }
+
+    void InitAny() { Told(R"({"command":"init","preferred-device-type":"any"})"); }
+
+    /// The answers that the client hears of, in order.
+    std::vector<std::string> Press(Kind kind, std::uint32_t keypad, const std::vector<int>& keys) {
+        std::vector<Due> due;
+        for (const int key : keys) {
+            model_.Key(kind, keypad, key, due);
+        }
+        std::vector<std::string> answers;
+        for (const Due& one : due) {
+            answers.push_back(one.value["event"] == "key-pressed" ? one.value["key"].asString()
+                                                                  : one.value["event"].asString());
+        }
+        return answers;
+    }
+
+    void Bind(Kind kind, std::uint32_t keypad) {
+        std::vector<Due> due;
+        model_.Bind(kind, keypad, due);
+        ASSERT_EQ(due.size(), 1U);
+        EXPECT_EQ(due[0].value["event"], "activated");
+    }
+
+    Model model_;
+};
+
+TEST_F(SoakModel, CommandBeforeInit_IsIgnored) {
+    Told(R"({"command":"ask","device":"5","type":"general"})");
+    InitAny();
+    EXPECT_TRUE(Press(Kind::TQ1, 5, {1}).empty());
+}
+
+TEST_F(SoakModel, MultipleChoice_CollectsUntilConfirmed) {
+    InitAny();
+    Told(R"({"command":"ask","device":"5","type":"multiple-choice"})");
+    EXPECT_EQ(Press(Kind::TQ1, 5, {3, 1, 3, 9, 5, 2}), std::vector<std::string>{"CA"});
+}
+
+TEST_F(SoakModel, QuestionForAll_ReachesThoseThatAreActive) {
+    InitAny();
+    Bind(Kind::TQ1, 5);
+    Told(R"({"command":"ask","device":"0","type":"true-false"})");
+    Bind(Kind::TQ1, 6);
+    EXPECT_EQ(Press(Kind::TQ1, 5, {1, 8, 7}), std::vector<std::string>{"F"});
+    EXPECT_TRUE(Press(Kind::TQ1, 6, {7}).empty());
+}
+
+TEST_F(SoakModel, DroppedLW_ComesBackWithNine) {
+    InitAny();
+    Bind(Kind::LW, 5);
+    Told(R"({"command":"ask","device":"0","type":"general"})");
+    Told(R"({"command":"drop","device":"5"})");
+    EXPECT_EQ(Press(Kind::LW, 5, {1, 9, 9, 0}), (std::vector<std::string>{"activated", "G", ""}));
+}
+
+TEST_F(SoakModel, RV1_IsActivatedByEveryKey) {
+    InitAny();
+    Told(R"({"command":"ask","device":"5","type":"red-envelope"})");
+    EXPECT_EQ(Press(Kind::RV1, 5, {9, 9}), (std::vector<std::string>{"activated", "G", "activated"}));
+}
+
+TEST_F(SoakModel, StationAlone_GivesTheReason) {
+    model_.hardware.station = Hardware::Station::NoPower;
+    const std::vector<Due> due = Told(R"({"command":"init","preferred-device-type":"audio"})");
+    ASSERT_EQ(due.size(), 1U);
+    EXPECT_EQ(due[0].value["info"], "no-power");
+    EXPECT_EQ(model_.Nag(), due[0].value);
+}
+
+TEST_F(SoakModel, ShortRecordingAtTheStation_IsToldWithoutARequest) {
+    InitAny();
+    Told(R"({"command":"ask","device":"5","type":"audio-multiple","context":{"stems":["a"]}})");
+    std::vector<Due> due;
+    model_.Record(Kind::RV2, 5, {3071, true, false, true, 0.0}, due);
+    model_.Record(Kind::TQ1, 5, {3071, true, false, true, 0.5}, due);
+    ASSERT_EQ(due.size(), 2U);
+    EXPECT_FALSE(due[0].request);
+    EXPECT_EQ(due[0].value["data"]["score"], -203);
+    EXPECT_TRUE(due[1].request);
+    EXPECT_EQ(due[1].value["template"]["data"]["lost_package_rate"], 0.5);
+}
+
+Json::Value Answer(const char* device, const char* key) {
+    Json::Value event;
+    event["device"] = device;
+    event["key"] = key;
+    return event;
+}
+
+TEST(SoakLedger, OtherOrder_CountsUnlessTheGroupIsLoose) {
+    Ledger strict;
+    strict.Expect(Answer("1", "A"));
+    strict.Expect(Answer("2", "A"));
+    EXPECT_TRUE(strict.See(Answer("2", "A")).has_value());
+    Ledger loose;
+    loose.Expect(Answer("1", "A"), 1);
+    loose.Expect(Answer("1", "B"), 1);
+    loose.Expect(Answer("2", "A"), 1);
+    EXPECT_FALSE(loose.See(Answer("2", "A")).has_value());
+    EXPECT_TRUE(loose.See(Answer("1", "B")).has_value());
+    EXPECT_FALSE(loose.See(Answer("1", "A")).has_value());
+    EXPECT_TRUE(loose.Missing().has_value());
+}
+
+TEST(SoakLedger, FurtherMember_IsADeviation) {
+    Json::Value more = Answer("1", "A");
+    more["more"] = 1;
+    Ledger ledger;
+    ledger.Expect(Answer("1", "A"));
+    EXPECT_TRUE(ledger.See(more).has_value());
+}
+
+TEST(SoakLedger, FileName_IsKnownByItsBeginning) {
+    EXPECT_TRUE(IsAsExpected("s-7-1a2b.wav", FileName("s-", 7)));
+    EXPECT_FALSE(IsAsExpected("s-7-.wav", FileName("s-", 7)));
+    EXPECT_FALSE(IsAsExpected("s-8-1a2b.wav", FileName("s-", 7)));
+    EXPECT_FALSE(IsAsExpected("s-7-1A2B.wav", FileName("s-", 7)));
+}
+
+}  // namespace
+}  // namespace vdipc::soak
