@@ -51,11 +51,29 @@ std::wstring EnvironmentBlock(const std::map<std::string, std::string>& added) {
     return result;
 }
 
-void ReadLines(HANDLE pipe, const std::function<void(const std::string&)>& on_line) {
+/// Waits until something can be read. False when the child has ended and all of its own output was read: what it has
+/// started itself may hold the pipe open for longer, as Wine's desktop process does.
+bool WaitForOutput(HANDLE process, HANDLE pipe) {
+    constexpr DWORD look_again_ms = 10;
+    DWORD available = 0;
+    for (;;) {
+        const bool ended = WaitForSingleObject(process, 0) == WAIT_OBJECT_0;
+        if (PeekNamedPipe(pipe, nullptr, 0, nullptr, &available, nullptr) == FALSE) {
+            return false;
+        }
+        if (available > 0 || ended) {
+            return available > 0;
+        }
+        WaitForSingleObject(process, look_again_ms);
+    }
+}
+
+void ReadLines(HANDLE process, HANDLE pipe, const std::function<void(const std::string&)>& on_line) {
     std::string pending;
     char buffer[4096];
     DWORD got = 0;
-    while (ReadFile(pipe, buffer, sizeof buffer, &got, nullptr) != FALSE && got > 0) {
+    while (WaitForOutput(process, pipe) && ReadFile(pipe, buffer, sizeof buffer, &got, nullptr) != FALSE &&
+           got > 0) {
         pending.append(buffer, got);
         std::size_t end = 0;
         while ((end = pending.find('\n')) != std::string::npos) {
@@ -134,10 +152,10 @@ Process::Process(const ProcessOptions& options) : handles_(std::make_unique<Hand
     handles_->id = information.dwProcessId;
     const auto nothing = [](const std::string&) {};
     handles_->output_thread =
-        std::thread(ReadLines, handles_->output,
+        std::thread(ReadLines, handles_->process, handles_->output,
                     options.on_output ? options.on_output : std::function<void(const std::string&)>(nothing));
     if (options.on_error) {
-        handles_->error_thread = std::thread(ReadLines, handles_->error, options.on_error);
+        handles_->error_thread = std::thread(ReadLines, handles_->process, handles_->error, options.on_error);
     }
 }
 
