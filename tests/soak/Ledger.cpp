@@ -60,7 +60,7 @@ std::optional<Deviation> Ledger::See(const Json::Value& seen) {
         return Deviation{at == due_.end() ? Json::Value() : at->value, seen};
     }
     due_.erase(at);
-    ++met_;
+    ++met_[seen[seen.isMember("event") ? "event" : "engine"].asString()];
     return std::nullopt;
 }
 

@@ -3,6 +3,7 @@
 
 #include <cstddef>
 #include <deque>
+#include <map>
 #include <optional>
 #include <string>
 
@@ -31,7 +32,8 @@ public:
 
     /// What was on its way may be lost.
     void Forget() { due_.clear(); }
-    std::size_t Met() const { return met_; }
+    /// How often what was due has come, by a word of each.
+    const std::map<std::string, std::size_t>& Met() const { return met_; }
 
 private:
     struct Entry {
@@ -40,7 +42,7 @@ private:
     };
 
     std::deque<Entry> due_;
-    std::size_t met_ = 0;
+    std::map<std::string, std::size_t> met_;
 };
 
 }  // namespace vdipc::soak

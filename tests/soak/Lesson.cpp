@@ -148,6 +148,7 @@ void Lesson::Play(std::size_t steps) {
         Ask();
     }
     Init();
+    Populate();
     while (step_ < steps) {
         ++step_;
         if (again && step_ == steps / 2) {
@@ -156,6 +157,7 @@ void Lesson::Play(std::size_t steps) {
             if (dice_.Percent(80)) {
                 Init();
             }
+            Populate();
         }
         OneStep();
     }
@@ -166,6 +168,18 @@ void Lesson::Play(std::size_t steps) {
     }
 }
 
+/// Most keypads come at the beginning of a lesson.
+void Lesson::Populate() {
+    for (const Kind kind : kAllKinds) {
+        if (dice_.Percent(80)) {
+            Json::Value action = Action("connect", kind);
+            action["keypads"] = PickKeypads(kind, 8);
+            Act(action);
+        }
+    }
+    Settle();
+}
+
 void Lesson::OneStep() {
     struct Choice {
         std::uint32_t weight;
@@ -174,7 +188,7 @@ void Lesson::OneStep() {
     static constexpr Choice choices[] = {
         {20, &Lesson::Ask},         {32, &Lesson::Keys},        {8, &Lesson::StopOrDrop},
         {3, &Lesson::TextOrSignal}, {2, &Lesson::Nonsense},     {9, &Lesson::ComeOrGo},
-        {9, &Lesson::Record},       {7, &Lesson::AnswerSpeech}, {2, &Lesson::Init},
+        {13, &Lesson::Record},      {7, &Lesson::AnswerSpeech}, {2, &Lesson::Init},
         {4, &Lesson::MoveReceiver}, {2, &Lesson::MoveStation},  {4, &Lesson::BeginOrEndFault},
         {2, &Lesson::LoseClient},   {1, &Lesson::TellAbout}};
     std::uint32_t all = 0;
@@ -197,7 +211,10 @@ void Lesson::OneStep() {
 // ---- choices --------------------------------------------------------------------------------------------------------
 
 Kind Lesson::PickKind() {
-    return kAllKinds[dice_.Below(5)];
+    const std::vector<Kind> usable = referee_.TheModel().Usable();
+    const bool any = dice_.Percent(25);
+    const std::uint32_t choice = dice_.Below(60);
+    return any || usable.empty() ? kAllKinds[choice % 5] : usable[choice % usable.size()];
 }
 
 std::string Lesson::PickDevice() {
@@ -249,7 +266,8 @@ std::string Lesson::PickText() {
 
 void Lesson::Init() {
     Settle();
-    static const std::vector<std::string> kinds = {"any", "any", "any", "any", "audio", "non-audio"};
+    static const std::vector<std::string> kinds = {"any", "any", "any",   "any",
+                                                   "any", "any", "audio", "non-audio"};
     Json::Value command = Bare("init");
     command["preferred-device-type"] = dice_.Pick(kinds);
     Command(command);
@@ -257,10 +275,20 @@ void Lesson::Init() {
 }
 
 void Lesson::Ask() {
+    const std::string device = dice_.Percent(45) ? "0" : PickDevice();
+    Ask(device, dice_.Percent(65) ? dice_.Pick(kKeyTypes) : dice_.Pick(kVoiceTypes));
+}
+
+/// A question that those who answer next have been asked.
+void Lesson::AskFirst(const Json::Value& keypads, const std::vector<std::string>& types) {
+    Ask(dice_.Percent(50) ? "0" : keypads[0].asString(), dice_.Pick(types));
+}
+
+void Lesson::Ask(const std::string& device, const std::string& type) {
     Json::Value command = Bare("ask");
-    command["device"] = dice_.Percent(45) ? "0" : PickDevice();
-    last_type_ = dice_.Percent(65) ? dice_.Pick(kKeyTypes) : dice_.Pick(kVoiceTypes);
-    command["type"] = last_type_;
+    command["device"] = device;
+    command["type"] = type;
+    last_type_ = type;
     const std::vector<std::string> customs = {"",
                                               "q1",
                                               "q2",
@@ -276,15 +304,15 @@ void Lesson::Ask() {
             command[row] = PickText();
         }
     }
-    if (dice_.Percent(80)) {
+    if (dice_.Percent(90)) {
         Json::Value& context = command["context"];
-        if (dice_.Percent(75)) {
-            for (std::uint32_t i = dice_.Below(4); i > 0; --i) {
+        if (dice_.Percent(85)) {
+            for (std::uint32_t i = 1 + dice_.Below(3); i > 0; --i) {
                 context["stems"].append(dice_.Percent(10) ? Json::Value(7)
                                                           : Json::Value("word " + std::to_string(i)));
             }
         }
-        if (dice_.Percent(70)) {
+        if (dice_.Percent(80)) {
             context["param"]["text"] = PickText();
             context["param"]["rank"] = dice_.Below(5);
         } else if (dice_.Percent(30)) {
@@ -375,6 +403,9 @@ void Lesson::Keys() {
     const Kind kind = PickKind();
     Json::Value action = Action("key", kind);
     action["keypads"] = PickKeypads(kind, 8);
+    if (dice_.Percent(35) && rig_.HasClient()) {
+        AskFirst(action["keypads"], kKeyTypes);
+    }
     action["key"] = Json::Value(Json::arrayValue);
     for (std::uint32_t i = 1 + dice_.Below(last_type_ == "multiple-choice" ? 5 : 3); i > 0; --i) {
         action["key"].append(PickKey());
@@ -403,9 +434,12 @@ void Lesson::ComeOrGo() {
 }
 
 void Lesson::Record() {
-    const Kind kind = dice_.Percent(40) ? Kind::RV2 : PickKind();
+    const Kind kind = dice_.Percent(25) ? Kind::RV2 : PickKind();
     Json::Value action = Action("audio", kind);
     action["keypads"] = PickKeypads(kind, 3);
+    if (dice_.Percent(70)) {
+        AskFirst(action["keypads"], kVoiceTypes);
+    }
     static const std::vector<std::string> makes = {"tone", "noise", "silence", "fill"};
     const std::string make = dice_.Pick(makes);
     action["make"] = make;
@@ -423,6 +457,9 @@ void Lesson::Record() {
     referee_.KnowRecording(bytes, make == "fill" && fault != "garbage" && fault != "wrong");
     Act(action);
     Settle();
+    if (dice_.Percent(30)) {
+        AnswerSpeech();
+    }
 }
 
 void Lesson::AnswerSpeech() {

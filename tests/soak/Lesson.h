@@ -52,6 +52,7 @@ private:
 
     void StartHost();
     void EndHost(bool crash);
+    void Populate();
     void OneStep();
     void Tell(const std::string& words);
     void Command(const Json::Value& command);
@@ -62,6 +63,8 @@ private:
 
     void Init();
     void Ask();
+    void Ask(const std::string& device, const std::string& type);
+    void AskFirst(const Json::Value& keypads, const std::vector<std::string>& types);
     void StopOrDrop();
     void TextOrSignal();
     void Nonsense();

@@ -74,7 +74,8 @@ public:
 
     /// The event that each further look at a station that stays down brings; null while there is none.
     Json::Value Nag() const;
-    bool WatchesStation() const { return watches_station_; }
+    /// Receivers that the client may use now, in the order that it hears of them.
+    std::vector<Kind> Usable() const;
     const std::set<std::string>& Active(Kind kind) const { return decks_.at(kind).Active(); }
 
 private:
@@ -83,7 +84,6 @@ private:
     };
 
     Deck& Of(Kind kind) { return decks_.at(kind); }
-    std::vector<Kind> Usable() const;
     Json::Value Inited() const;
     void Init(const std::string& choice, std::vector<Due>& due);
     void StartStation();

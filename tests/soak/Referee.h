@@ -57,8 +57,8 @@ public:
     void CheckMisuse();
     void CheckSavedKeypads();
 
-    std::size_t Events() const { return events_.Met(); }
-    std::size_t Requests() const { return requests_.Met(); }
+    const std::map<std::string, std::size_t>& Events() const { return events_.Met(); }
+    const std::map<std::string, std::size_t>& Requests() const { return requests_.Met(); }
 
 private:
     void Feed(std::uint32_t wait_ms = 0);

@@ -10,6 +10,8 @@
 #include <chrono>
 #include <filesystem>
 #include <iostream>
+#include <map>
+#include <numeric>
 #include <random>
 
 namespace {
@@ -23,12 +25,33 @@ struct Options {
     bool verbose = false;
 };
 
+using Counts = std::map<std::string, std::size_t>;
+
 struct Sums {
     std::size_t lessons = 0;
     std::size_t steps = 0;
-    std::size_t events = 0;
-    std::size_t requests = 0;
+    Counts events;
+    Counts requests;
 };
+
+std::size_t All(const Counts& counts) {
+    return std::accumulate(counts.begin(), counts.end(), std::size_t{0},
+                           [](std::size_t sum, const auto& one) { return sum + one.second; });
+}
+
+void Add(Counts& sums, const Counts& more) {
+    for (const auto& [word, count] : more) {
+        sums[word] += count;
+    }
+}
+
+void Print(const char* what, const Counts& counts) {
+    std::printf("  %s:", what);
+    for (const auto& [word, count] : counts) {
+        std::printf(" %s %zu", word.c_str(), count);
+    }
+    std::printf("\n");
+}
 
 /// False where a lesson deviates.
 bool PlayOne(const Options& options, std::uint64_t seed, Sums& sums) {
@@ -50,13 +73,13 @@ bool PlayOne(const Options& options, std::uint64_t seed, Sums& sums) {
     const soak::Referee& referee = lesson.TheReferee();
     std::printf(
         "lesson %zu, seed %llu: %zu steps, %zu events and %zu speech requests as they must be, %.1f s\n",
-        sums.lessons + 1, static_cast<unsigned long long>(seed), lesson.Steps(), referee.Events(),
-        referee.Requests(), seconds.count());
+        sums.lessons + 1, static_cast<unsigned long long>(seed), lesson.Steps(), All(referee.Events()),
+        All(referee.Requests()), seconds.count());
     std::fflush(stdout);
     ++sums.lessons;
     sums.steps += lesson.Steps();
-    sums.events += referee.Events();
-    sums.requests += referee.Requests();
+    Add(sums.events, referee.Events());
+    Add(sums.requests, referee.Requests());
     std::error_code ignored;
     std::filesystem::remove_all(std::filesystem::path(directory), ignored);
     return true;
@@ -108,7 +131,9 @@ int main() {
     soak::WriteChannel(channel);
     const std::chrono::duration<double> past = std::chrono::steady_clock::now() - begin;
     std::printf("%zu lessons, %zu steps, %zu events and %zu speech requests compared in %.0f s, %s\n",
-                sums.lessons, sums.steps, sums.events, sums.requests, past.count(),
+                sums.lessons, sums.steps, All(sums.events), All(sums.requests), past.count(),
                 good ? "no deviation" : "ONE DEVIATION");
+    Print("events", sums.events);
+    Print("speech requests by engine", sums.requests);
     return good ? 0 : 1;
 }
