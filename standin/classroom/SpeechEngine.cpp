@@ -34,11 +34,23 @@ bool LooksOverwritten(const SpeechRequest& request) {
            std::all_of(bytes, bytes + enough, [](unsigned char byte) { return byte == 0xDD; });
 }
 
+/// Never destroyed: workers may wait here when the process ends.
+std::mutex& TheMutex() {
+    static auto* const mutex = new std::mutex();
+    return *mutex;
+}
+
+std::condition_variable& TheChange() {
+    static auto* const changed = new std::condition_variable();
+    return *changed;
+}
+
 }  // namespace
 
 SpeechEngine::SpeechEngine(World& world, std::size_t index, const std::string& name,
                            const SpeechEngineTraits& traits, std::function<void(const SpeechAnswer&)> deliver)
-    : world_(world), index_(index), name_(name), traits_(traits), deliver_(std::move(deliver)) {
+    : world_(world), index_(index), name_(name), traits_(traits), deliver_(std::move(deliver)),
+      mutex_(TheMutex()), changed_(TheChange()) {
     Json::Value args;
     args["name"] = name;
     args["engine"] = traits.engine;

@@ -80,8 +80,9 @@ private:
     const SpeechEngineTraits traits_;
     const std::function<void(const SpeechAnswer&)> deliver_;
 
-    mutable std::mutex mutex_;
-    std::condition_variable changed_;
+    // All engines have these in common: engines are kept when the product has destroyed them, and should hold no handles.
+    std::mutex& mutex_;
+    std::condition_variable& changed_;
     bool busy_ = false;  // an answer is on its way, and the order of answers counts
     State state_ = State::Made;
     SpeechSettings settings_;
