@@ -1,13 +1,11 @@
 // Voice through the real DLL: recordings that are saved, recognised and scored, results that come late, twice or never,
 // and the turn to the offline evaluator.
 
+#include "tests/system/support/Resources.h"
 #include "tests/system/support/SystemTest.h"
 #include "tools/common/WideText.h"
 
 #include <windows.h>
-
-#include <psapi.h>
-#include <winternl.h>
 
 #include <algorithm>
 #include <filesystem>
@@ -659,58 +657,9 @@ TEST_F(VoiceSystem, TwoHundredRecordingsOnTwoKindsInRandomOrder_EachEventComesOn
 
 // ---- measured by hand -----------------------------------------------------------------------------------------------
 
-struct Usage {
-    std::size_t private_bytes = 0;
-    std::size_t working_set = 0;
-    DWORD handles = 0;
-};
-
-struct HandleEntry {
-    void* object;
-    std::uintptr_t process_id;
-    std::uintptr_t handle;
-    std::uint32_t rest[4];
-};
-
-/// Counted in the system's list of all handles: to the question about one process Wine says 0, and its list of processes
-/// has the size of their tables.
-DWORD HandlesOf(std::uint32_t process_id) {
-    using Query = NTSTATUS(NTAPI*)(ULONG, PVOID, ULONG, PULONG);
-    constexpr ULONG kAllHandles = 64;
-    const auto query = reinterpret_cast<Query>(
-        reinterpret_cast<void*>(GetProcAddress(GetModuleHandleW(L"ntdll.dll"), "NtQuerySystemInformation")));
-    // Two numbers, the first of them that of the entries, and the entries.
-    std::vector<std::uintptr_t> room(1 << 20);
-    ULONG used = 0;
-    if (query == nullptr ||
-        query(kAllHandles, room.data(), static_cast<ULONG>(room.size() * sizeof room[0]), &used) < 0) {
-        return 0;
-    }
-    const auto* const first = reinterpret_cast<const HandleEntry*>(&room[2]);
-    return static_cast<DWORD>(std::count_if(
-        first, first + room[0], [=](const HandleEntry& entry) { return entry.process_id == process_id; }));
-}
-
-Usage UsageOf(std::uint32_t process_id) {
-    Usage usage;
-    const HANDLE process = OpenProcess(PROCESS_QUERY_INFORMATION | PROCESS_VM_READ, FALSE, process_id);
-    PROCESS_MEMORY_COUNTERS_EX memory = {};
-    if (process != nullptr) {
-        GetProcessMemoryInfo(process, reinterpret_cast<PROCESS_MEMORY_COUNTERS*>(&memory), sizeof memory);
-        GetProcessHandleCount(process, &usage.handles);
-        CloseHandle(process);
-    }
-    if (usage.handles == 0) {
-        usage.handles = HandlesOf(process_id);
-    }
-    usage.private_bytes = memory.PrivateUsage != 0 ? memory.PrivateUsage : memory.PagefileUsage;
-    usage.working_set = memory.WorkingSetSize;
-    return usage;
-}
-
-void Print(std::size_t recordings, const Usage& usage) {
-    std::cout << recordings << " recordings: private " << usage.private_bytes / 1024 << " KiB, working set "
-              << usage.working_set / 1024 << " KiB, handles " << usage.handles << std::endl;
+void Print(std::size_t recordings, const Resources& held) {
+    std::cout << recordings << " recordings: private " << held.private_kib << " KiB, threads " << held.threads
+              << ", handles " << held.handles << std::endl;
 }
 
 TEST_F(VoiceSystem, DISABLED_TenThousandRecordings_LeaveMemoryAndHandlesAsTheyWere) {
@@ -727,8 +676,8 @@ TEST_F(VoiceSystem, DISABLED_TenThousandRecordings_LeaveMemoryAndHandlesAsTheyWe
         client.Send("ask " + Number(pupil) + " " + types[pupil % 5] + " custom=q stem=red");
     }
     PassTasks(client);
-    Print(0, UsageOf(TheHost().TheProcess().Id()));
-    Usage warm;
+    Print(0, ResourcesOf(TheHost().TheProcess().Id()));
+    Resources warm;
     for (std::size_t round = 1; round <= kRounds; ++round) {
         Do(R"({"do":"audio","from":1,"to":50,"make":"tone","bytes":)" + std::to_string(kImage) + "}");
         const auto events = [&client] {
@@ -738,19 +687,19 @@ TEST_F(VoiceSystem, DISABLED_TenThousandRecordings_LeaveMemoryAndHandlesAsTheyWe
         ASSERT_TRUE(WaitFor([&] { return events() >= round * kPupils; })) << "round " << round;
         ASSERT_EQ(events(), round * kPupils);
         if (round % kWarmRounds == 0) {
-            const Usage usage = UsageOf(TheHost().TheProcess().Id());
+            const Resources usage = ResourcesOf(TheHost().TheProcess().Id());
             Print(round * kPupils, usage);
             warm = warm.handles == 0 ? usage : warm;
         }
     }
     EXPECT_TRUE(Engine("offline").isNull());
-    const Usage last = UsageOf(TheHost().TheProcess().Id());
+    const Resources last = ResourcesOf(TheHost().TheProcess().Id());
     ASSERT_GT(warm.handles, 0U);
-    ASSERT_GT(warm.private_bytes, 0U);
+    ASSERT_GT(warm.private_kib, 0U);
     // Threads that lock for the first time get handles of their own; one kept for a hundred recordings would be 80 more.
     EXPECT_LE(last.handles, warm.handles + 60);
     // One kept recording in ten would be twice as much.
-    EXPECT_LE(last.private_bytes, warm.private_bytes + (kRounds - kWarmRounds) * kPupils * kImage / 20);
+    EXPECT_LE(last.private_kib, warm.private_kib + (kRounds - kWarmRounds) * kPupils * kImage / 1024 / 20);
 }
 
 }  // namespace

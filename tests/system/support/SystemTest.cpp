@@ -1,5 +1,6 @@
 #include "tests/system/support/SystemTest.h"
 
+#include "pipe/PipeServer.h"
 #include "support/SchemaCheck.h"
 #include "tools/common/ShortForms.h"
 #include "tools/common/WideText.h"
@@ -207,8 +208,8 @@ void SystemTest::Start() {
     }));
 }
 
-bool SystemTest::IsListening() const {
-    return CountInLog("Connect begin") > CountInLog("Connect ConnectNamedPipe success, create PipeIO");
+bool SystemTest::IsListening() {
+    return WaitNamedPipeA(kPipeName, 1) != FALSE;
 }
 
 void SystemTest::CheckNoMisuse() {
@@ -315,6 +316,13 @@ std::vector<Json::Value> SystemTest::HostLines() {
         }
     }
     return values;
+}
+
+std::size_t SystemTest::CountHostOutput(const std::string& text) const {
+    const std::lock_guard lock(lines_mutex_);
+    return static_cast<std::size_t>(
+        std::count_if(lines_.begin(), lines_.end(),
+                      [&text](const std::string& line) { return line.find(text) != std::string::npos; }));
 }
 
 bool SystemTest::WaitForStatus(const std::function<bool(const Json::Value&)>& fits) {

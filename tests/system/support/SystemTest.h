@@ -114,6 +114,8 @@ protected:
 
     /// Lines of the host's standard output so far, as JSON.
     std::vector<Json::Value> HostLines();
+    /// How many of those lines hold a text.
+    std::size_t CountHostOutput(const std::string& text) const;
     bool WaitForStatus(const std::function<bool(const Json::Value&)>& fits);
 
     /// Connects a client, sends "init" and waits for its answer.
@@ -122,10 +124,11 @@ protected:
     void ConnectKeypads(TestClient& client, const std::string& kind, int first, int last);
 
     tools::Host& TheHost() { return *host_; }
+    /// Whether an instance of the pipe is there for a client.
+    static bool IsListening();
 
 private:
     void CheckNoMisuse();
-    bool IsListening() const;
 
     std::wstring directory_;
     std::unique_ptr<tools::Host> host_;

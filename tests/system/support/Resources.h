@@ -1,0 +1,55 @@
+// What a process holds, and the rows of faults that may not make it hold more.
+#pragma once
+
+#include <cstddef>
+#include <cstdint>
+#include <string>
+
+namespace vdipc::test {
+
+struct Resources {
+    std::size_t handles = 0;
+    std::size_t threads = 0;
+    std::size_t private_kib = 0;
+};
+
+/// All zero when there is no such process.
+Resources ResourcesOf(std::uint32_t process_id);
+
+/// Times `count`, by VDIPC_FAULT_FACTOR (1): rows repeat their fault as often.
+std::size_t Repeated(std::size_t count);
+
+/// One fault, many times: what the host holds before and after must be the same, up to what the row allows. The figures go
+/// to standard output in one line.
+class FaultRow {
+public:
+    /// Measures: by now everything that comes into being once should be there.
+    FaultRow(std::string name, std::uint32_t process_id);
+
+    /// Measures anew, in another process or after something that the row is not about. The count stays.
+    void Rebase(std::uint32_t process_id);
+    void Count(std::size_t times = 1) { times_ += times; }
+    std::size_t Times() const { return times_; }
+    /// Whether no more is held by now than before and `allowed`.
+    bool IsWithin(const Resources& allowed) const;
+    Resources Before() const { return before_; }
+    Resources Now() const { return ResourcesOf(process_id_); }
+
+    /// Waits until no more is held than before and `allowed`, with a deadline, for what ends by itself; prints the line,
+    /// and fails the test where it didn't come to that.
+    void Finish(const Resources& allowed = {kLockRoom, 0, kHeapRoomKib});
+
+    /// A lock gets a handle from the run-time library when two threads meet at it for the first time: some of a host's
+    /// locks do so late. Rows repeat their fault more often than that.
+    static constexpr std::size_t kLockRoom = 16;
+    /// The heap's own ways.
+    static constexpr std::size_t kHeapRoomKib = 2048;
+
+private:
+    std::string name_;
+    std::uint32_t process_id_ = 0;
+    std::size_t times_ = 0;
+    Resources before_;
+};
+
+}  // namespace vdipc::test
