@@ -73,11 +73,9 @@ protected:
     bool FilterKeyEvent(std::int32_t type, std::int32_t value, AnswerRecord& answer);
     std::string KeyToString(std::int32_t value) const;
 
-    /// What a key press comes to, in the task that the hardware's key callback posts: dropped, collected, or
-    /// sent. `log_need_send` is called between the decision and the sending, for a key that reached the
-    /// decision.
-    void RunKeyPath(std::uint32_t number, std::int32_t key_value, std::uint32_t signal_strength,
-                    const std::function<void(const std::string& device, bool need_send)>& log_need_send);
+    /// What a key press comes to, in the task that the hardware's key callback posts. Without a value it was
+    /// dropped; otherwise it is in the answer, and the value says whether SendEventKeyPressed is due.
+    std::optional<bool> TakeKey(const std::string& device, std::int32_t key_value);
 
     // Text records and drops.
     void CreateTextRecordForDevice(const std::string& device);
@@ -149,7 +147,6 @@ private:
     std::shared_ptr<const bool> alive_ = std::make_shared<const bool>(true);
 
     void CoverQuestionRecord(const std::string& device, const CommandAsk& ask);
-    bool CollectChoice(std::int32_t value, AnswerRecord& answer);
     bool MayEvaluateStems(const std::string& device, const std::string& file_name, const CommandAsk& ask,
                           std::optional<std::int32_t> error_number);
     bool MayEvaluateParam(const std::string& device, const std::string& file_name, const CommandAsk& ask,

@@ -42,6 +42,7 @@ void VoteDeckObjectBase::HandleStop(const CommandStop& stop) {
 
 void VoteDeckObjectBase::StartNewQuestionRecord(const CommandAsk& ask) {
     VD_LOG_ENTRY();
+    VD_LOG(LogLevel::Debug, "{}:{} cover question record for device {}", ask.device);
     CoverQuestionRecord(ask.device, ask);
     if (ask.device != all_devices_id_) {
         return;
@@ -49,12 +50,12 @@ void VoteDeckObjectBase::StartNewQuestionRecord(const CommandAsk& ask) {
     VD_LOG(LogLevel::Debug,
            "{}:{} new ask command is for device 0, cover all questions in last_question_map_");
     for (const auto& [device, text] : text_record_map_) {
+        VD_LOG(LogLevel::Debug, "{}:{} cover question record for device {}", device);
         CoverQuestionRecord(device, ask);
     }
 }
 
 void VoteDeckObjectBase::CoverQuestionRecord(const std::string& device, const CommandAsk& ask) {
-    VD_LOG(LogLevel::Debug, "{}:{} cover question record for device {}", device);
     QuestionRecord& record = last_question_map_[device];
     record.stopped = false;
     // All but the command's id.
@@ -128,22 +129,15 @@ bool VoteDeckObjectBase::CheckLastQuestionCustom(const std::string& device, cons
     return match;
 }
 
-void VoteDeckObjectBase::RunKeyPath(
-    std::uint32_t number, std::int32_t key_value, std::uint32_t signal_strength,
-    const std::function<void(const std::string& device, bool need_send)>& log_need_send) {
-    const std::string device = WrapDeviceID(number);
+std::optional<bool> VoteDeckObjectBase::TakeKey(const std::string& device, std::int32_t key_value) {
     const QuestionRecord* const question = FindLastQuestion(device);
     if (question == nullptr || question->stopped || IsLastAnswerFinished(device)) {
-        return;
+        return std::nullopt;
     }
     AnswerRecord& answer = last_answer_map_[device];
     answer.key_event.device = device;
     answer.key_event.custom = question->ask.custom;
-    const bool need_send = FilterKeyEvent(static_cast<std::int32_t>(question->ask.type), key_value, answer);
-    log_need_send(device, need_send);
-    if (need_send) {
-        SendEventKeyPressed(device, signal_strength);
-    }
+    return FilterKeyEvent(static_cast<std::int32_t>(question->ask.type), key_value, answer);
 }
 
 bool VoteDeckObjectBase::FilterKeyEvent(std::int32_t type, std::int32_t value, AnswerRecord& answer) {
@@ -156,7 +150,23 @@ bool VoteDeckObjectBase::FilterKeyEvent(std::int32_t type, std::int32_t value, A
         counts = finishes = IsLetter(value);
         break;
     case QuestionType::MultipleChoice:
-        return CollectChoice(value, answer);
+        if (value == kKeyT || value == kOtherKeyT) {
+            VD_LOG(LogLevel::Debug, "{}:{} key T, commit");
+            answer.finished = true;
+        } else if (value == kKeyF || value == kOtherKeyF) {
+            VD_LOG(LogLevel::Debug, "{}:{} key F, clear");
+            answer.key_event.key.clear();
+        } else if (IsLetter(value)) {
+            const std::string letter = KeyToString(value);
+            VD_LOG(LogLevel::Debug, "{}:{} key={}", letter);
+            // In the order of the first press; a second press takes nothing away.
+            std::string& keys = answer.key_event.key;
+            if (keys.find(letter) == std::string::npos) {
+                keys += letter;
+                VD_LOG(LogLevel::Debug, "{}:{} save key{}, all keys={}", letter, keys);
+            }
+        }
+        return answer.finished;
     case QuestionType::RedEnvelope:
         counts = finishes = value == kKeyG;
         break;
@@ -182,26 +192,6 @@ bool VoteDeckObjectBase::FilterKeyEvent(std::int32_t type, std::int32_t value, A
         answer.finished = true;
     }
     return true;
-}
-
-bool VoteDeckObjectBase::CollectChoice(std::int32_t value, AnswerRecord& answer) {
-    std::string& keys = answer.key_event.key;
-    if (value == kKeyT || value == kOtherKeyT) {
-        VD_LOG(LogLevel::Debug, "{}:{} key T, commit");
-        answer.finished = true;
-    } else if (value == kKeyF || value == kOtherKeyF) {
-        VD_LOG(LogLevel::Debug, "{}:{} key F, clear");
-        keys.clear();
-    } else if (IsLetter(value)) {
-        const std::string letter = KeyToString(value);
-        VD_LOG(LogLevel::Debug, "{}:{} key={}", letter);
-        // In the order of the first press; a second press takes nothing away.
-        if (keys.find(letter) == std::string::npos) {
-            keys += letter;
-            VD_LOG(LogLevel::Debug, "{}:{} save key{}, all keys={}", letter, keys);
-        }
-    }
-    return answer.finished;
 }
 
 std::string VoteDeckObjectBase::KeyToString(std::int32_t value) const {

@@ -41,14 +41,21 @@ std::int32_t VoteDeckObject_RV2::Initialize() {
         VD_LOG(LogLevel::Info, "{}:{} rv2.0 power off");
     } else if (status_ == kDeviceStatusNotConnected) {
         VD_LOG(LogLevel::Info, "{}:{} rv2.0 usb not connected");
+    } else if (OpenSocket()) {
+        VD_LOG(LogLevel::Info, "{}:{} rv2.0 init socket ok, start session");
+        deck_->SetSessionMode(kSessionMode, 0);
+        deck_->StartSession();
+        deck_->SetSessionEnabled(true);
+        status_ = kDeviceStatusConnected;
     } else {
-        OpenSocket();
+        VD_LOG(LogLevel::Info, "{}:{} rv2.0 init socket failed");
+        status_ = kDeviceStatusIpNotSet;
     }
     StartStatusCheck();
     return status_;
 }
 
-void VoteDeckObject_RV2::OpenSocket() {
+bool VoteDeckObject_RV2::OpenSocket() {
     if (deck_ != nullptr) {
         deck_->CloseSocket();
     }
@@ -59,16 +66,7 @@ void VoteDeckObject_RV2::OpenSocket() {
             deck_->SetListener(this);
         }
     }
-    if (deck_ == nullptr || deck_->InitSocket(StationAddress(), kStationPort, kStationTimeout) != 0) {
-        VD_LOG(LogLevel::Info, "{}:{} rv2.0 init socket failed");
-        status_ = kDeviceStatusIpNotSet;
-        return;
-    }
-    VD_LOG(LogLevel::Info, "{}:{} rv2.0 init socket ok, start session");
-    deck_->SetSessionMode(kSessionMode, 0);
-    deck_->StartSession();
-    deck_->SetSessionEnabled(true);
-    status_ = kDeviceStatusConnected;
+    return deck_ != nullptr && deck_->InitSocket(StationAddress(), kStationPort, kStationTimeout) == 0;
 }
 
 void VoteDeckObject_RV2::Uninitialize() {
@@ -94,36 +92,38 @@ void VoteDeckObject_RV2::HandleHi(const CommandHi& hi) {
     }
     for (const std::string& target : targets) {
         for (const CommandHi::Argument& argument : hi.arguments) {
-            SendHi(target, argument);
+            const std::uint16_t duration = Narrow(argument.duration);
+            const std::uint16_t interval = Narrow(argument.interval);
+            const std::uint16_t times = Narrow(argument.times);
+            switch (argument.type) {
+            case HiArgumentType::Led: {
+                const std::uint32_t device = ParseDeviceID(target);
+                const EnumFlashingColor color = ConvertColor(argument.color);
+                VD_LOG(LogLevel::Info,
+                       "{}:{} rv2.0 SendFlashing device={}, color={}, duration={}, interval={}, times={}",
+                       device, static_cast<std::int32_t>(color), duration, interval, times);
+                deck_->SendFlashing(device, color, duration, interval, times);
+                break;
+            }
+            case HiArgumentType::Motor: {
+                const std::uint32_t device = ParseDeviceID(target);
+                VD_LOG(LogLevel::Info,
+                       "{}:{} rv2.0 SendVibrate device={}, duration={}, interval={}, times={}", device,
+                       duration, interval, times);
+                deck_->SendVibrate(device, duration, interval, times);
+                break;
+            }
+            case HiArgumentType::Beep: {
+                const std::uint32_t device = ParseDeviceID(target);
+                VD_LOG(LogLevel::Info, "{}:{} rv2.0 SendAlarm device={}, duration={}, interval={}, times={}",
+                       device, duration, interval, times);
+                deck_->SendAlarm(device, duration, interval, times);
+                break;
+            }
+            default:
+                break;
+            }
         }
-    }
-}
-
-void VoteDeckObject_RV2::SendHi(const std::string& device, const CommandHi::Argument& argument) {
-    const std::uint16_t duration = Narrow(argument.duration);
-    const std::uint16_t interval = Narrow(argument.interval);
-    const std::uint16_t times = Narrow(argument.times);
-    switch (argument.type) {
-    case HiArgumentType::Led: {
-        const EnumFlashingColor color = ConvertColor(argument.color);
-        VD_LOG(LogLevel::Info,
-               "{}:{} rv2.0 SendFlashing device={}, color={}, duration={}, interval={}, times={}", device,
-               static_cast<std::int32_t>(color), duration, interval, times);
-        deck_->SendFlashing(ParseDeviceID(device), color, duration, interval, times);
-        break;
-    }
-    case HiArgumentType::Motor:
-        VD_LOG(LogLevel::Info, "{}:{} rv2.0 SendVibrate device={}, duration={}, interval={}, times={}",
-               device, duration, interval, times);
-        deck_->SendVibrate(ParseDeviceID(device), duration, interval, times);
-        break;
-    case HiArgumentType::Beep:
-        VD_LOG(LogLevel::Info, "{}:{} rv2.0 SendAlarm device={}, duration={}, interval={}, times={}", device,
-               duration, interval, times);
-        deck_->SendAlarm(ParseDeviceID(device), duration, interval, times);
-        break;
-    default:
-        break;
     }
 }
 
@@ -160,36 +160,41 @@ void VoteDeckObject_RV2::SetText(const std::string& device, bool has_row1, const
             row.text = " ";
         }
     }
+    std::vector<CommandText*> records;
     if (device == all_devices_id_) {
-        for (auto& [id, record] : text_record_map_) {
-            SendRecord(id, record, rows);
+        for (auto& entry : text_record_map_) {
+            records.push_back(&entry.second);
         }
-        return;
+    } else if (const auto found = text_record_map_.find(device); found != text_record_map_.end()) {
+        records.push_back(&found->second);
+    } else {
+        VD_LOG(LogLevel::Info,
+               "{}:{} rv2.0  device has been dropped but still SetContext device_id={}, row1='{}', "
+               "row2='{}', row3='{}'",
+               device, rows[0].text, rows[1].text, rows[2].text);
+        SendRows(device, rows[0].text, rows[1].text, rows[2].text);
     }
-    const auto found = text_record_map_.find(device);
-    if (found != text_record_map_.end()) {
-        SendRecord(device, found->second, rows);
-        return;
+    for (CommandText* const record : records) {
+        StoreRows(*record, rows);
+        VD_LOG(LogLevel::Info, "{}:{} rv2.0 SendContext device_id={}, row1='{}', row2='{}', row3='{}'",
+               record->device, record->row1, record->row2, record->row3);
+        SendRows(record->device, record->row1, record->row2, record->row3);
     }
-    VD_LOG(LogLevel::Info,
-           "{}:{} rv2.0  device has been dropped but still SetContext device_id={}, row1='{}', row2='{}', "
-           "row3='{}'",
-           device, rows[0].text, rows[1].text, rows[2].text);
-    deck_->SendContext(rows[0].text.c_str(), rows[1].text.c_str(), rows[2].text.c_str(), 0,
-                       static_cast<std::uint16_t>(ParseDeviceID(device)));
 }
 
-void VoteDeckObject_RV2::SendRecord(const std::string& device, CommandText& record, const Rows& rows) {
+void VoteDeckObject_RV2::StoreRows(CommandText& record, const Rows& rows) {
     std::string* const shown[] = {&record.row1, &record.row2, &record.row3};
     for (std::size_t i = 0; i < rows.size(); ++i) {
         if (rows[i].changed) {
             *shown[i] = rows[i].text;
         }
     }
-    VD_LOG(LogLevel::Info, "{}:{} rv2.0 SendContext device_id={}, row1='{}', row2='{}', row3='{}'", device,
-           record.row1, record.row2, record.row3);
-    deck_->SendContext(record.row1.c_str(), record.row2.c_str(), record.row3.c_str(), 0,
-                       static_cast<std::uint16_t>(ParseDeviceID(record.device)));
+}
+
+void VoteDeckObject_RV2::SendRows(const std::string& device, const std::string& row1, const std::string& row2,
+                                  const std::string& row3) {
+    deck_->SendContext(row1.c_str(), row2.c_str(), row3.c_str(), 0,
+                       static_cast<std::uint16_t>(ParseDeviceID(device)));
 }
 
 EnumQuestionType VoteDeckObject_RV2::ConvertQuestionType(QuestionType type) {

@@ -71,7 +71,8 @@ private:
     };
     using Rows = std::array<Row, 3>;
 
-    void OpenSocket();
+    /// Closes the old socket, if there can be one, and opens a new one, with the library's object made on first need.
+    bool OpenSocket();
     void StartStatusCheck();
     void StopStatusCheck();
     void StatusThread(EventHandle stop_event);
@@ -79,11 +80,11 @@ private:
     void DeleteSdkConfigFile();
     /// The station's fixed address in host byte order.
     static std::uint32_t StationAddress();
-    void SendHi(const std::string& device, const CommandHi::Argument& argument);
-    /// Stores the rows to change in the record and shows the record's rows.
-    void SendRecord(const std::string& device, CommandText& record, const Rows& rows);
+    /// Stores the rows to change in the record.
+    static void StoreRows(CommandText& record, const Rows& rows);
+    void SendRows(const std::string& device, const std::string& row1, const std::string& row2,
+                  const std::string& row3);
     void HandleKeypadConnect(std::uint16_t device, bool connected);
-    void HandleKeypadEvent(std::uint16_t device, std::int32_t key_value);
 
     ISocketVoteDeck* deck_ = nullptr;  // the library's; never deleted here
     std::unique_ptr<std::thread> status_thread_;

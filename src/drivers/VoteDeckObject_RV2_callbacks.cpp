@@ -4,6 +4,7 @@
 
 #include <cstdio>
 #include <memory>
+#include <optional>
 #include <string>
 #include <vector>
 
@@ -63,14 +64,15 @@ void VoteDeckObject_RV2::OnKeypadEvent(std::uint16_t ushDeviceId, std::int32_t e
     VD_LOG(LogLevel::Info, "{}:{} ushDeviceId={}, enKeyValue={}", ushDeviceId, enKeyValue);
     PostOwnTask([this, ushDeviceId, enKeyValue] {
         VD_LOG(LogLevel::Debug, "{}:{} task begin ushDeviceId={}, enKeyValue={}", ushDeviceId, enKeyValue);
-        HandleKeypadEvent(ushDeviceId, enKeyValue);
-    });
-}
-
-void VoteDeckObject_RV2::HandleKeypadEvent(std::uint16_t device, std::int32_t key_value) {
-    // The station reports no signal strength.
-    RunKeyPath(device, key_value, 0, [](const std::string&, bool need_send) {
-        VD_LOG(LogLevel::Debug, "{}:{} need_send={}", need_send);
+        const std::string device = WrapDeviceID(ushDeviceId);
+        const std::optional<bool> need_send = TakeKey(device, enKeyValue);
+        if (!need_send.has_value()) {
+            return;
+        }
+        VD_LOG(LogLevel::Debug, "{}:{} need_send={}", *need_send);
+        if (*need_send) {
+            SendEventKeyPressed(device, 0);  // the station reports no signal strength
+        }
     });
 }
 

@@ -95,17 +95,13 @@ private:
     /// Sends a question, or one of the numbers that the receiver understands besides, with a callback that does nothing.
     void SendLibraryQuestion(std::int32_t type, std::uint32_t device);
     static Signal MakeSignal(const std::vector<CommandHi::Argument>& arguments);
-    void SendSignal(const std::string& device, const Signal& signal);
     void UpdateRecord(CommandText& record, const Rows& rows) const;
-    void SendRecord(const CommandText& record);
     void SendRows(const std::string& device, const std::string& row1, const std::string& row2,
                   const std::string& row3);
     bool IsDeviceKindMine(std::int32_t device_kind) const;
     void CopyQuestionFromAllDevices(const std::string& device);
-    void HandleKeyEvent(std::uint32_t device, std::int32_t key_value, std::uint32_t rssi);
-    void HandleDeviceConnectedChange(bool connected);
-    void HandleBindCard(std::uint32_t device);
-    void HandleUnbindCard(std::uint32_t device);
+    bool IsKeyThatBringsBack(const std::string& device, std::int32_t key_value) const;
+    void ActivateDevice(const std::string& device);
     void ReadDeviceInfo();
     void SynchronizeChannelForTQ2();
     /// The channel in the user's part of the registry; -1 when there is none.

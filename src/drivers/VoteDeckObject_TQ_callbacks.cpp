@@ -41,36 +41,44 @@ void VoteDeckObject_TQ::OnKeyEvent(std::uint32_t ushDeviceId, std::int32_t enKey
     PostOwnTask([this, ushDeviceId, enKeyValue, pressTimes, recvTimes, rssi] {
         VD_LOG(LogLevel::Debug, "{}:{} task begin ushDeviceId={}, enKeyValue={}, pressTimes={}, recvTimes={}",
                ushDeviceId, enKeyValue, pressTimes, recvTimes);
-        HandleKeyEvent(ushDeviceId, enKeyValue, rssi);
+        const std::string id = WrapDeviceID(ushDeviceId);
+        if (device_type_ == DeviceType::RV1) {
+            VD_LOG(LogLevel::Debug, "{}:{} send activate before key press for rv1.0");
+            ActivateDevice(id);
+        }
+        if (IsKeyThatBringsBack(id, enKeyValue)) {
+            VD_LOG(LogLevel::Debug, "{}:{} device {} has been droped, send activate before key press for lw",
+                   id);
+            ActivateDevice(id);
+            return;
+        }
+        const std::optional<bool> need_send = TakeKey(id, enKeyValue);
+        if (need_send.has_value()) {
+            VD_LOG(LogLevel::Debug, "{}:{} device_id={}, need_send={}", id, *need_send);
+            if (*need_send) {
+                SendEventKeyPressed(id, rssi);
+            }
+        }
+        if (device_type_ == DeviceType::RV1) {
+            VD_LOG(LogLevel::Debug, "{}:{} recover context for rv1.0");
+            SetText(id, false, "", false, "", false, "");
+        }
     });
 }
 
-void VoteDeckObject_TQ::HandleKeyEvent(std::uint32_t device, std::int32_t key_value, std::uint32_t rssi) {
-    const std::string id = WrapDeviceID(device);
-    if (device_type_ == DeviceType::RV1) {
-        VD_LOG(LogLevel::Debug, "{}:{} send activate before key press for rv1.0");
-        CreateTextRecordForDevice(id);
-        NotifyActiveDevicesChanged();
-        EraseDeviceFromDropSet(id);
-        SendEventActivated(id);
+bool VoteDeckObject_TQ::IsKeyThatBringsBack(const std::string& device, std::int32_t key_value) const {
+    return device_type_ == DeviceType::LW && all_general_for_lw_ && key_value == kKeyThatComesBack &&
+           dropped_device_set_.count(device) != 0;
+}
+
+void VoteDeckObject_TQ::ActivateDevice(const std::string& device) {
+    CreateTextRecordForDevice(device);
+    NotifyActiveDevicesChanged();
+    EraseDeviceFromDropSet(device);
+    if (device_type_ == DeviceType::LW) {
+        CopyQuestionFromAllDevices(device);
     }
-    if (device_type_ == DeviceType::LW && all_general_for_lw_ && key_value == kKeyThatComesBack &&
-        dropped_device_set_.count(id) != 0) {
-        VD_LOG(LogLevel::Debug, "{}:{} device {} has been droped, send activate before key press for lw", id);
-        CreateTextRecordForDevice(id);
-        NotifyActiveDevicesChanged();
-        EraseDeviceFromDropSet(id);
-        CopyQuestionFromAllDevices(id);
-        SendEventActivated(id);
-        return;
-    }
-    RunKeyPath(device, key_value, rssi, [](const std::string& device_id, bool need_send) {
-        VD_LOG(LogLevel::Debug, "{}:{} device_id={}, need_send={}", device_id, need_send);
-    });
-    if (device_type_ == DeviceType::RV1) {
-        VD_LOG(LogLevel::Debug, "{}:{} recover context for rv1.0");
-        SetText(id, false, "", false, "", false, "");
-    }
+    SendEventActivated(device);
 }
 
 void VoteDeckObject_TQ::OnDeviceConnectedChange(bool connected) {
@@ -81,75 +89,57 @@ void VoteDeckObject_TQ::OnDeviceConnectedChange(bool connected) {
     }
     PostOwnTask([this, connected] {
         VD_LOG(LogLevel::Debug, "{}:{} task begin connected={}", connected);
-        HandleDeviceConnectedChange(connected);
-    });
-}
-
-void VoteDeckObject_TQ::HandleDeviceConnectedChange(bool connected) {
-    if (!connected) {
-        status_ = kDeviceStatusNotConnected;
-        SendEventRemoved();
+        if (!connected) {
+            status_ = kDeviceStatusNotConnected;
+            SendEventRemoved();
+            NotifyStatusChanged();
+            return;
+        }
+        status_ = IsReceiverConnected() ? kDeviceStatusConnected : kDeviceStatusNotConnected;
+        if (status_ == kDeviceStatusConnected) {
+            ReadDeviceInfo();
+            if (device_type_ == DeviceType::TQ2) {
+                SynchronizeChannelForTQ2();
+            }
+            if (device_type_ == DeviceType::LW) {
+                VD_LOG(LogLevel::Info, "{}:{} LW StopQuestion when connected if all_general_for_lw_");
+                vote_deck_->SendQuestion(
+                    VoteDeckCallback(),
+                    EnumQuestionType{all_general_for_lw_ ? kGeneralQuestion : kEndQuestion},
+                    static_cast<std::uint32_t>(all_devices_number_));
+            }
+            SendEventArrived();
+        }
         NotifyStatusChanged();
-        return;
-    }
-    status_ = IsReceiverConnected() ? kDeviceStatusConnected : kDeviceStatusNotConnected;
-    if (status_ == kDeviceStatusConnected) {
-        ReadDeviceInfo();
-        if (device_type_ == DeviceType::TQ2) {
-            SynchronizeChannelForTQ2();
-        }
-        if (device_type_ == DeviceType::LW) {
-            VD_LOG(LogLevel::Info, "{}:{} LW StopQuestion when connected if all_general_for_lw_");
-            vote_deck_->SendQuestion(VoteDeckCallback(),
-                                     EnumQuestionType{all_general_for_lw_ ? kGeneralQuestion : kEndQuestion},
-                                     static_cast<std::uint32_t>(all_devices_number_));
-        }
-        SendEventArrived();
-    }
-    NotifyStatusChanged();
+    });
 }
 
 void VoteDeckObject_TQ::OnBindCard(std::uint32_t newUid) {
     VD_LOG(LogLevel::Info, "{}:{} newUid={}, ", newUid);
     PostOwnTask([this, newUid] {
         VD_LOG(LogLevel::Debug, "{}:{} task begin newUid={}, ", newUid);
-        HandleBindCard(newUid);
+        if (device_type_ == DeviceType::TQ2) {
+            VD_LOG(LogLevel::Debug, "{}:{} TQ2.0 send question lock {}", newUid);
+            SendLibraryQuestion(kLockDevice, newUid);
+        }
+        ActivateDevice(WrapDeviceID(newUid));
     });
-}
-
-void VoteDeckObject_TQ::HandleBindCard(std::uint32_t device) {
-    if (device_type_ == DeviceType::TQ2) {
-        VD_LOG(LogLevel::Debug, "{}:{} TQ2.0 send question lock {}", device);
-        SendLibraryQuestion(kLockDevice, device);
-    }
-    const std::string id = WrapDeviceID(device);
-    CreateTextRecordForDevice(id);
-    NotifyActiveDevicesChanged();
-    EraseDeviceFromDropSet(id);
-    if (device_type_ == DeviceType::LW) {
-        CopyQuestionFromAllDevices(id);
-    }
-    SendEventActivated(id);
 }
 
 void VoteDeckObject_TQ::OnUnbindCard(std::uint32_t device_id) {
     VD_LOG(LogLevel::Info, "{}:{} device_id={}", device_id);
     PostOwnTask([this, device_id] {
         VD_LOG(LogLevel::Debug, "{}:{} task begin device_id={}", device_id);
-        HandleUnbindCard(device_id);
+        if (device_type_ == DeviceType::TQ2) {
+            VD_LOG(LogLevel::Debug, "{}:{} TQ2.0 send question unlock {}", device_id);
+            SendLibraryQuestion(kUnlockDevice, device_id);
+        }
+        const std::string id = WrapDeviceID(device_id);
+        EraseTextRevordForDevice(id);
+        NotifyActiveDevicesChanged();
+        EraseDeviceFromDropSet(id);
+        SendEventInactivated(id);
     });
-}
-
-void VoteDeckObject_TQ::HandleUnbindCard(std::uint32_t device) {
-    if (device_type_ == DeviceType::TQ2) {
-        VD_LOG(LogLevel::Debug, "{}:{} TQ2.0 send question unlock {}", device);
-        SendLibraryQuestion(kUnlockDevice, device);
-    }
-    const std::string id = WrapDeviceID(device);
-    EraseTextRevordForDevice(id);
-    NotifyActiveDevicesChanged();
-    EraseDeviceFromDropSet(id);
-    SendEventInactivated(id);
 }
 
 void VoteDeckObject_TQ::CopyQuestionFromAllDevices(const std::string& device) {

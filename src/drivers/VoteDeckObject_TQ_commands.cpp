@@ -29,12 +29,25 @@ void VoteDeckObject_TQ::HandleHi(const CommandHi& hi) {
         return;
     }
     const Signal signal = MakeSignal(hi.arguments);
+    std::vector<std::string> targets;
     if (hi.device == all_devices_id_) {
         for (const auto& entry : text_record_map_) {
-            SendSignal(entry.first, signal);
+            targets.push_back(entry.first);
         }
     } else {
-        SendSignal(hi.device, signal);
+        targets.push_back(hi.device);
+    }
+    for (const std::string& target : targets) {
+        VD_LOG(LogLevel::Info,
+               "{}:{} Activate device_id={}, beep_times={}, beep_unit={}, beep_interval={}, motor_times={}, "
+               "motor_unit={}, motor_interval={}, light_times={}, light_unit={}, light_interval={}, "
+               "light_color={}",
+               target, signal.beep_times, signal.beep_unit, signal.beep_interval, signal.motor_times,
+               signal.motor_unit, signal.motor_interval, signal.light_times, signal.light_unit,
+               signal.light_interval, signal.light_color);
+        vote_deck_->Activate(ParseDeviceID(target), signal.beep_times, signal.beep_unit, signal.beep_interval,
+                             signal.motor_times, signal.motor_unit, signal.motor_interval, signal.light_times,
+                             signal.light_unit, signal.light_interval, signal.light_color);
     }
 }
 
@@ -66,19 +79,6 @@ VoteDeckObject_TQ::Signal VoteDeckObject_TQ::MakeSignal(const std::vector<Comman
         }
     }
     return signal;
-}
-
-void VoteDeckObject_TQ::SendSignal(const std::string& device, const Signal& signal) {
-    VD_LOG(
-        LogLevel::Info,
-        "{}:{} Activate device_id={}, beep_times={}, beep_unit={}, beep_interval={}, motor_times={}, "
-        "motor_unit={}, motor_interval={}, light_times={}, light_unit={}, light_interval={}, light_color={}",
-        device, signal.beep_times, signal.beep_unit, signal.beep_interval, signal.motor_times,
-        signal.motor_unit, signal.motor_interval, signal.light_times, signal.light_unit,
-        signal.light_interval, signal.light_color);
-    vote_deck_->Activate(ParseDeviceID(device), signal.beep_times, signal.beep_unit, signal.beep_interval,
-                         signal.motor_times, signal.motor_unit, signal.motor_interval, signal.light_times,
-                         signal.light_unit, signal.light_interval, signal.light_color);
 }
 
 void VoteDeckObject_TQ::HandleDrop(const CommandDrop& drop) {
@@ -132,27 +132,31 @@ void VoteDeckObject_TQ::SetText(const std::string& device, bool has_row1, const 
     if (!IsReceiverConnected()) {
         return;
     }
-    if (device == all_devices_id_) {
-        for (auto& [id, record] : text_record_map_) {
-            UpdateRecord(record, rows);
-            SendRecord(record);
+    std::vector<CommandText*> records;
+    const bool for_all = device == all_devices_id_;
+    if (for_all) {
+        for (auto& entry : text_record_map_) {
+            records.push_back(&entry.second);
         }
-        return;
+    } else if (const auto found = text_record_map_.find(device); found != text_record_map_.end()) {
+        records.push_back(&found->second);
+    } else {
+        VD_LOG(LogLevel::Info,
+               "{}:{} device has been dropped but still SetContext device_id={}, row1='{}', row2='{}', "
+               "row3='{}'",
+               device, rows.row1, rows.row2, rows.row3);
+        SendRows(device, rows.row1, rows.row2, rows.row3);
     }
-    const auto found = text_record_map_.find(device);
-    if (found != text_record_map_.end()) {
-        UpdateRecord(found->second, rows);
-        if (device_type_ == DeviceType::TQ2) {
+    for (CommandText* const record : records) {
+        UpdateRecord(*record, rows);
+        if (device_type_ == DeviceType::TQ2 && !for_all) {
             VD_LOG(LogLevel::Info, "{}:{} Setting context for special device {}, lock it!", device);
             SendLibraryQuestion(kLockDevice, ParseDeviceID(device));
         }
-        SendRecord(found->second);
-        return;
+        VD_LOG(LogLevel::Info, "{}:{} SetContext device_id={}, row1='{}', row2='{}', row3='{}'",
+               record->device, record->row1, record->row2, record->row3);
+        SendRows(record->device, record->row1, record->row2, record->row3);
     }
-    VD_LOG(LogLevel::Info,
-           "{}:{} device has been dropped but still SetContext device_id={}, row1='{}', row2='{}', row3='{}'",
-           device, rows.row1, rows.row2, rows.row3);
-    SendRows(device, rows.row1, rows.row2, rows.row3);
 }
 
 void VoteDeckObject_TQ::UpdateRecord(CommandText& record, const Rows& rows) const {
@@ -166,12 +170,6 @@ void VoteDeckObject_TQ::UpdateRecord(CommandText& record, const Rows& rows) cons
         // The keypads of LW show a second row in the place of the third, and it wins over one.
         (device_type_ == DeviceType::LW ? record.row3 : record.row2) = rows.row2;
     }
-}
-
-void VoteDeckObject_TQ::SendRecord(const CommandText& record) {
-    VD_LOG(LogLevel::Info, "{}:{} SetContext device_id={}, row1='{}', row2='{}', row3='{}'", record.device,
-           record.row1, record.row2, record.row3);
-    SendRows(record.device, record.row1, record.row2, record.row3);
 }
 
 void VoteDeckObject_TQ::SendRows(const std::string& device, const std::string& row1, const std::string& row2,

@@ -96,7 +96,9 @@ private:
     void CallHi(const CommandHi& command);
     void CallDrop(const CommandDrop& command);
     void CallQuit();
-    /// Gives the command to every object, once any object of the chosen kinds is usable.
+    /// Whether any object of the chosen kinds is usable. If none is, a command is ignored.
+    bool IsCommandServed();
+    /// Gives the command to every object, whatever its state.
     template <typename Command>
     void CallEachObject(void (IVoteDeckObject::*target)(const Command&), const Command& command);
 

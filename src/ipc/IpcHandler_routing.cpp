@@ -158,14 +158,14 @@ void IpcHandler::CallInit(const CommandInit& command) {
     NotifyVoteDecksStatusChanged();
 }
 
-template <typename Command>
-void IpcHandler::CallEachObject(void (IVoteDeckObject::*target)(const Command&), const Command& command) {
+bool IpcHandler::IsCommandServed() {
     std::int32_t info = 0;
     std::vector<DeviceType> kinds;
-    if (!IsAnyDeviceConnected(info, kinds)) {
-        VD_LOG(LogLevel::Warn, "{}:{} Cause none device is inited, ignore command");
-        return;
-    }
+    return IsAnyDeviceConnected(info, kinds);
+}
+
+template <typename Command>
+void IpcHandler::CallEachObject(void (IVoteDeckObject::*target)(const Command&), const Command& command) {
     for (const auto& [device_type, object] : device_objects_) {
         if (object != nullptr) {
             ((*object).*target)(command);
@@ -175,26 +175,46 @@ void IpcHandler::CallEachObject(void (IVoteDeckObject::*target)(const Command&),
 
 void IpcHandler::CallAsk(const CommandAsk& command) {
     VD_LOG_ENTRY();
+    if (!IsCommandServed()) {
+        VD_LOG(LogLevel::Warn, "{}:{} Cause none device is inited, ignore command");
+        return;
+    }
     CallEachObject(&IVoteDeckObject::HandleAsk, command);
 }
 
 void IpcHandler::CallStop(const CommandStop& command) {
     VD_LOG_ENTRY();
+    if (!IsCommandServed()) {
+        VD_LOG(LogLevel::Warn, "{}:{} Cause none device is inited, ignore command");
+        return;
+    }
     CallEachObject(&IVoteDeckObject::HandleStop, command);
 }
 
 void IpcHandler::CallText(const CommandText& command) {
     VD_LOG_ENTRY();
+    if (!IsCommandServed()) {
+        VD_LOG(LogLevel::Warn, "{}:{} Cause none device is inited, ignore command");
+        return;
+    }
     CallEachObject(&IVoteDeckObject::HandleText, command);
 }
 
 void IpcHandler::CallHi(const CommandHi& command) {
     VD_LOG_ENTRY();
+    if (!IsCommandServed()) {
+        VD_LOG(LogLevel::Warn, "{}:{} Cause none device is inited, ignore command");
+        return;
+    }
     CallEachObject(&IVoteDeckObject::HandleHi, command);
 }
 
 void IpcHandler::CallDrop(const CommandDrop& command) {
     VD_LOG_ENTRY();
+    if (!IsCommandServed()) {
+        VD_LOG(LogLevel::Warn, "{}:{} Cause none device is inited, ignore command");
+        return;
+    }
     CallEachObject(&IVoteDeckObject::HandleDrop, command);
 }
 

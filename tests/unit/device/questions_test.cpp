@@ -40,16 +40,6 @@ protected:
         EXPECT_EQ(record.ask.audio_file_name_prefix, "prefix");
     }
 
-    std::vector<std::string> DebugLines() const {
-        std::vector<std::string> rests;
-        for (const LogLine& line : log_.Lines()) {
-            if (line.level == LogLevel::Debug) {
-                rests.push_back(line.rest);
-            }
-        }
-        return rests;
-    }
-
     std::string QuestionState(const std::string& device) const {
         const auto found = device_.last_question_map_.find(device);
         if (found == device_.last_question_map_.end()) {
@@ -105,6 +95,7 @@ TEST_F(Questions, Ask_StoresThenErasesThenStartsThenShows) {
         EXPECT_CALL(device_, SetText("7", true, "r1", true, "r2", true, "r3"));
     }
     device_.HandleAsk(FullAsk("7"));
+    EXPECT_THAT(DebugLines(), ElementsAre("cover question record for device 7", "erase last_answer_map_[7]"));
 }
 
 TEST_F(Questions, Stop_ErasesTheAnswerBeforeItClosesTheQuestion) {
@@ -130,7 +121,7 @@ TEST_F(Questions, NewRecord_KeepsEveryFieldButTheCommandsId) {
     device_.StartNewQuestionRecord(FullAsk("7"));
     ASSERT_THAT(device_.last_question_map_, SizeIs(1));
     ExpectFullRecord(device_.last_question_map_["7"], "7");
-    EXPECT_THAT(DebugLines(), ElementsAre("cover question record for device 7"));
+    EXPECT_THAT(DebugLines("StartNewQuestionRecord"), ElementsAre("cover question record for device 7"));
 }
 
 TEST_F(Questions, NewRecord_OverwritesAnEarlierQuestionOfTheDevice) {
@@ -154,7 +145,7 @@ TEST_F(Questions, AskForAll_IsRecordedUnderZeroAndUnderEachActivatedDevice) {
     ExpectFullRecord(device_.last_question_map_["10"], "10");
     ExpectFullRecord(device_.last_question_map_["9"], "9");
     EXPECT_TRUE(device_.last_question_map_["77"].stopped);
-    EXPECT_THAT(DebugLines(),
+    EXPECT_THAT(DebugLines("StartNewQuestionRecord"),
                 ElementsAre("cover question record for device 0",
                             "new ask command is for device 0, cover all questions in last_question_map_",
                             "cover question record for device 10", "cover question record for device 9"));
@@ -202,7 +193,7 @@ TEST_F(Questions, StopForAll_ClosesActivatedDevicesMakesMissingEntriesAndLeavesO
     EXPECT_EQ(QuestionState("5"), "Open");
     EXPECT_EQ(QuestionState("7"), "Closed");
     EXPECT_EQ(QuestionState("8"), "Closed");
-    EXPECT_THAT(DebugLines(),
+    EXPECT_THAT(DebugLines("StopLastQuestionRecord"),
                 ElementsAre("stop last_question_map_[0]",
                             "stop command is for device 0, stop all questions in last_question_map_",
                             "stop question record for device 7", "stop question record for device 8"));
@@ -223,8 +214,9 @@ TEST_F(Questions, EraseLastAnswer_OfZeroEmptiesTheMap) {
     device_.EraseLastAnswer("1");
     device_.EraseLastAnswer("0");
     EXPECT_THAT(device_.last_answer_map_, IsEmpty());
-    EXPECT_THAT(DebugLines(), ElementsAre("erase last_answer_map_[1]", "erase last_answer_map_[1]",
-                                          "clear last_answer_map_"));
+    EXPECT_THAT(
+        DebugLines("EraseLastAnswer"),
+        ElementsAre("erase last_answer_map_[1]", "erase last_answer_map_[1]", "clear last_answer_map_"));
 }
 
 TEST_F(Questions, FindLastQuestion_GivesTheRecordInTheMapOrNull) {
@@ -255,8 +247,10 @@ TEST_F(Questions, IsLastAnswerFinished_NeedsAllFourConditions) {
     answer.key_event.custom = "c";
     device_.last_question_map_["7"].stopped = true;
     EXPECT_FALSE(device_.IsLastAnswerFinished("7"));
-    EXPECT_EQ(log_.Count("device_id=7, answer_finished=true"), 1u);
-    EXPECT_EQ(log_.Count("device_id=7, answer_finished=false"), 5u);
+    EXPECT_THAT(DebugLines("IsLastAnswerFinished"),
+                ElementsAre("device_id=7, answer_finished=false", "device_id=7, answer_finished=false",
+                            "device_id=7, answer_finished=false", "device_id=7, answer_finished=true",
+                            "device_id=7, answer_finished=false", "device_id=7, answer_finished=false"));
 }
 
 TEST_F(Questions, AfterAStop_TheAnswerIsNotFinishedWhileKeysAreDroppedByTheStoppedCheck) {
@@ -268,6 +262,21 @@ TEST_F(Questions, AfterAStop_TheAnswerIsNotFinishedWhileKeysAreDroppedByTheStopp
     log_.Clear();
     EXPECT_EQ(Press(7, 2), "dropped");
     EXPECT_THAT(log_.OfFunction("VoteDeckObjectBase::IsLastAnswerFinished"), IsEmpty());
+}
+
+TEST_F(Questions, EachOperation_LogsItsEntryAtTrace) {
+    AnswerRecord answer;
+    ExpectEntry("HandleAsk", "", [&] { device_.HandleAsk(Ask("7", QuestionType::General)); });
+    ExpectEntry("HandleStop", "", [&] { device_.HandleStop(Stop("7")); });
+    ExpectEntry("CheckLastQuestionCustom", "", [&] { device_.CheckLastQuestionCustom("7", "c"); });
+    ExpectEntry("StartNewQuestionRecord", "",
+                [&] { device_.StartNewQuestionRecord(Ask("7", QuestionType::General)); });
+    ExpectEntry("StopLastQuestionRecord", "", [&] { device_.StopLastQuestionRecord("7"); });
+    ExpectEntry("FindLastQuestion", "device=7", [&] { device_.FindLastQuestion("7"); });
+    ExpectEntry("EraseLastAnswer", "", [&] { device_.EraseLastAnswer("7"); });
+    ExpectEntry("IsLastAnswerFinished", "", [&] { device_.IsLastAnswerFinished("7"); });
+    ExpectEntry("FilterKeyEvent", "", [&] { device_.FilterKeyEvent(0, 1, answer); });
+    ExpectEntry("KeyToString", "", [&] { device_.KeyToString(1); });
 }
 
 TEST_F(Questions, CheckLastQuestionCustom_IsTrueForAnOpenQuestionWithThisCustom) {
@@ -286,20 +295,16 @@ TEST_F(Questions, CheckLastQuestionCustom_IsFalseForAClosedQuestionWithThisCusto
     EXPECT_FALSE(device_.CheckLastQuestionCustom("7", "c"));
 }
 
-TEST_F(Questions, KeyPath_FillsTheEventFromTheQuestionAndLogsTheDecisionBeforeItSends) {
+TEST_F(Questions, TakeKey_FillsTheEventFromTheQuestionAndLeavesTheSendingToItsCaller) {
     device_.HandleAsk(Ask("7", QuestionType::SingleChoice, "mine"));
-    bool sent_at_decision = true;
-    device_.RunKeyPath(7, 2, 33, [&](const std::string& device, bool need_send) {
-        EXPECT_EQ(device, "7");
-        EXPECT_TRUE(need_send);
-        sent_at_decision = !messages_.empty();
-    });
-    EXPECT_FALSE(sent_at_decision);
-    ASSERT_THAT(messages_, SizeIs(1));
-    EXPECT_EQ(messages_[0]["device"].asString(), "7");
-    EXPECT_EQ(messages_[0]["custom"].asString(), "mine");
-    EXPECT_EQ(messages_[0]["key"].asString(), "B");
-    EXPECT_EQ(TrackwireRecords().back().Value("rssi"), "33");
+    EXPECT_EQ(device_.TakeKey("7", 2), std::optional<bool>(true));
+    EXPECT_EQ(device_.last_answer_map_["7"].key_event.device, "7");
+    EXPECT_EQ(device_.last_answer_map_["7"].key_event.custom, "mine");
+    EXPECT_EQ(device_.last_answer_map_["7"].key_event.key, "B");
+    EXPECT_THAT(steps_, IsEmpty());
+    EXPECT_EQ(device_.TakeKey("7", 3), std::nullopt) << "the answer is finished";
+    EXPECT_EQ(device_.TakeKey("8", 2), std::nullopt);
+    EXPECT_THAT(device_.last_answer_map_, SizeIs(1));
 }
 
 // The states of a device's question and answer, row by row.

@@ -2,6 +2,7 @@
 #include "unit/drivers/support/RV2Fixture.h"
 #include "unit/drivers/support/Slots.h"
 
+#include <chrono>
 #include <filesystem>
 #include <fstream>
 
@@ -83,12 +84,18 @@ TEST(CheckAudioData, OneWordOfTenDiffers_IsGoodAndPrints0) {
     }
 }
 
-TEST(CheckAudioData, PatternInAllBytes_Gives2OnlyWhereTheStrideKeepsItsPhase) {
-    Bytes bytes(44 + 4 * 11 * 100);
-    for (std::size_t place = 44; place < bytes.size(); place += 4) {
-        PutWord(bytes, place, kPatternA);
+TEST(CheckAudioData, PatternInAllBytes_Gives2AtEveryStrideAndInEitherPhase) {
+    testing::internal::CaptureStdout();
+    for (std::size_t stride = 4; stride <= 40; ++stride) {
+        for (const std::uint32_t pattern : {kPatternA, kPatternB}) {
+            Bytes bytes(44 + 11 * stride);
+            for (std::size_t place = 44; place < bytes.size(); ++place) {
+                bytes[place] = static_cast<std::uint8_t>(pattern >> (8 * (place % 2)));
+            }
+            EXPECT_EQ(Check(bytes), 2) << "stride " << stride << ", pattern " << std::hex << pattern;
+        }
     }
-    EXPECT_EQ(Check(bytes), 2);
+    testing::internal::GetCapturedStdout();
 }
 
 TEST(CheckAudioData, SmallestTestableSize_ReadsItsLastWordWithinTheRecording) {
@@ -102,6 +109,20 @@ TEST(CheckAudioData, SmallestTestableSize_ReadsItsLastWordWithinTheRecording) {
 
 class RV2CallbackTest : public RV2Test {
 protected:
+    RV2CallbackTest() {
+        static int number = 0;
+        const auto now = std::chrono::steady_clock::now().time_since_epoch().count();
+        folder_ = std::filesystem::temp_directory_path() /
+                  ("vdipc-rv2-" + std::to_string(now) + "-" + std::to_string(++number));
+        std::filesystem::create_directories(folder_ / "audio");
+        object_->SetAudioFileStorageBasePath(AudioPath());
+    }
+    ~RV2CallbackTest() override {
+        std::error_code ignored;
+        std::filesystem::remove_all(folder_, ignored);
+    }
+
+    std::string AudioPath() const { return (folder_ / "audio").string(); }
     /// A question as it stands after an "ask" for the keypad.
     void Ask(const std::string& device, QuestionType type) {
         QuestionRecord& record = object_->last_question_map_[device];
@@ -119,8 +140,13 @@ protected:
         EXPECT_CALL(audio, IsValid()).WillOnce(Return(true));
         EXPECT_CALL(audio, GetSize()).WillRepeatedly(Return(static_cast<std::int32_t>(lent.size())));
         EXPECT_CALL(audio, GetData()).WillRepeatedly(Return(lent.data()));
-        EXPECT_CALL(audio, Release()).WillOnce([&] { lent.assign(lent.size(), 0xDD); });
+        const std::size_t queued = handler_.QueuedTasks();
+        EXPECT_CALL(audio, Release()).WillOnce([&] {
+            EXPECT_EQ(handler_.QueuedTasks(), queued) << "the task comes after the release";
+            lent.assign(lent.size(), 0xDD);
+        });
         object_->OnKeypadAudioEvent(7, &audio, error);
+        EXPECT_EQ(handler_.QueuedTasks(), queued + 1);
     }
     /// The error number that reached the client, by way of an evaluation that was not made.
     std::int32_t ErrorTold(const Bytes& bytes, bool error = false) {
@@ -131,11 +157,17 @@ protected:
         const bool told = notes == std::vector<std::string>{"evaluated 7"};
         return told ? handler_.Events().back()["data"]["error"].asInt() : 0;
     }
-    void ExpectOneLine(LogLevel level, const std::string& text) {
+    /// The text was logged once, at this level; by this function, where one is named.
+    void ExpectOneLine(LogLevel level, const std::string& text, const std::string& function = {}) {
         const auto lines = log_.Find(text);
         ASSERT_EQ(lines.size(), 1u) << log_.Text();
         EXPECT_EQ(lines[0].level, level);
+        if (!function.empty()) {
+            EXPECT_EQ(lines[0].function, function);
+        }
     }
+
+    std::filesystem::path folder_;
 };
 
 TEST_F(RV2CallbackTest, KeypadConnect_RecordsNotifiesAndSendsActivatedInATask) {
@@ -147,6 +179,7 @@ TEST_F(RV2CallbackTest, KeypadConnect_RecordsNotifiesAndSendsActivatedInATask) {
     handler_.RunTasks();
     ExpectOneLine(LogLevel::Debug, "task begin ushDeviceId=7, bConnect=true");
     EXPECT_THAT(handler_.TakeNotes(), ElementsAre("active devices changed", "activated 7"));
+    EXPECT_EQ(StepsOfTheCycle(log_), kStepsOfComing);
     ASSERT_EQ(object_->text_record_map_.count("7"), 1u);
     EXPECT_EQ(object_->text_record_map_["7"].device, "7");
     EXPECT_TRUE(object_->text_record_map_["7"].has_row1);
@@ -158,8 +191,10 @@ TEST_F(RV2CallbackTest, KeypadConnect_RecordsNotifiesAndSendsActivatedInATask) {
 TEST_F(RV2CallbackTest, KeypadDisconnect_ForgetsNotifiesAndSendsInactivated) {
     AddKeypads({"7", "8"});
     object_->dropped_device_set_ = {"7"};
+    log_.Clear();
     object_->OnKeypadConnect(0, 7, false);
     handler_.RunTasks();
+    EXPECT_EQ(StepsOfTheCycle(log_), kStepsOfGoing);
     ExpectOneLine(LogLevel::Debug, "task begin ushDeviceId=7, bConnect=false");
     EXPECT_THAT(handler_.TakeNotes(), ElementsAre("active devices changed", "inactivated 7"));
     EXPECT_THAT(object_->GetActivatedDeviceSet(), ElementsAre("8"));
@@ -186,18 +221,33 @@ TEST_F(RV2CallbackTest, Callbacks_ObjectIsGoneBeforeTheTaskRuns_TheTaskIsDropped
     EXPECT_EQ(log_.Count("task begin"), 0u);
 }
 
-TEST_F(RV2CallbackTest, KeypadEvent_RunsTheKeyPathInATaskWithoutSignalStrength) {
+TEST_F(RV2CallbackTest, KeypadEvent_RunsTheKeyPathInATaskAndReportsRssiZero) {
     Ask("7", QuestionType::SingleChoice);
     object_->OnKeypadEvent(7, 2);
     ExpectOneLine(LogLevel::Info, "ushDeviceId=7, enKeyValue=2");
     EXPECT_THAT(handler_.TakeNotes(), IsEmpty());
     handler_.RunTasks();
     ExpectOneLine(LogLevel::Debug, "task begin ushDeviceId=7, enKeyValue=2");
-    ExpectOneLine(LogLevel::Debug, "need_send=true");
+    ExpectOneLine(LogLevel::Debug, "need_send=true",
+                  "VoteDeckObject_RV2::OnKeypadEvent::<lambda>::operator ()");
     EXPECT_THAT(handler_.TakeNotes(), ElementsAre("key-pressed 7 B"));
     const auto records = TrackwireRecords("ipc_vdk_event_key_pressed");
     ASSERT_EQ(records.size(), 1u);
     EXPECT_EQ(records[0].Value("rssi"), "0");
+}
+
+TEST_F(RV2CallbackTest, KeypadEvent_NeedSendIsToldBetweenTheFilterAndTheSending) {
+    Ask("7", QuestionType::SingleChoice);
+    object_->OnKeypadEvent(7, 2);
+    handler_.RunTasks();
+    std::vector<std::string> order;
+    for (const std::string& rest : log_.Rests()) {
+        if (rest == "key=B" || rest == "need_send=true" || rest == "device=7") {
+            order.push_back(rest);
+        }
+    }
+    // The first is that of the question's lookup.
+    EXPECT_THAT(order, ElementsAre("device=7", "key=B", "need_send=true", "device=7"));
 }
 
 TEST_F(RV2CallbackTest, KeypadEvent_KeyThatDoesNotCount_IsDecidedAndNotSent) {
@@ -234,7 +284,6 @@ TEST_F(RV2CallbackTest, AudioEvent_InvalidBuffer_IsNeitherCopiedNorReleased) {
 }
 
 TEST_F(RV2CallbackTest, AudioEvent_IsCopiedBeforeItIsReleased) {
-    object_->SetAudioFileStorageBasePath(".");
     Ask("7", QuestionType::SingleChoice);
     Bytes bytes(4000);
     for (std::size_t i = 0; i < bytes.size(); ++i) {
@@ -253,11 +302,8 @@ TEST_F(RV2CallbackTest, AudioEvent_IsCopiedBeforeItIsReleased) {
     }
     ASSERT_EQ(name.rfind("rv2test-7-", 0), 0u) << log_.Text();
     // Without a Windows a backslash is a character of the name like any other.
-    const std::string path = ".\\" + name;
-    std::ifstream file(path, std::ios::binary);
+    std::ifstream file(AudioPath() + "\\" + name, std::ios::binary);
     EXPECT_EQ(Bytes(std::istreambuf_iterator<char>(file), {}), bytes);
-    file.close();
-    std::filesystem::remove(path);
 }
 
 TEST_F(RV2CallbackTest, AudioEvent_Exactly3072Bytes_IsTested) {

@@ -33,6 +33,12 @@ protected:
         const auto lines = log_.Find(text);
         ASSERT_EQ(lines.size(), 1u) << log_.Text();
         EXPECT_EQ(lines[0].level, LogLevel::Info);
+        EXPECT_EQ(lines[0].function, "VoteDeckObject_RV2::Initialize");
+    }
+    void ExpectNoWatch() {
+        EXPECT_FALSE(Access::HasThread(*object_));
+        EXPECT_EQ(Access::StatusEvent(*object_), nullptr);
+        EXPECT_FALSE(USBListenerAccess::IsListed(object_.get()));
     }
 };
 
@@ -73,6 +79,24 @@ TEST_F(RV2LifecycleTest, Initialize_Again_ClosesTheOldSocketAndKeepsObjectAndLis
     }
     EXPECT_EQ(object_->Initialize(), -1);
     EXPECT_EQ(Creations(), 1u);
+}
+
+TEST_F(RV2LifecycleTest, Initialize_Again_StopsTheWatchBeforeItProbes) {
+    object_->answers = {1};
+    object_->Initialize();
+    ASSERT_TRUE(Access::HasThread(*object_));
+    ASSERT_TRUE(USBListenerAccess::IsListed(object_.get()));
+    AttachDeck();
+    object_->answers = {-2, -1};
+    object_->during_probe = [this] { ExpectNoWatch(); };
+    EXPECT_CALL(deck_, CloseSocket());
+    EXPECT_CALL(deck_, InitSocket(_, _, _)).WillOnce([this] {
+        ExpectNoWatch();
+        return 1;
+    });
+    EXPECT_EQ(object_->Initialize(), 2);
+    EXPECT_EQ(object_->probes, 3);
+    EXPECT_TRUE(Access::HasThread(*object_));
 }
 
 TEST_F(RV2LifecycleTest, Initialize_SdkConfigFileGoesBetweenTheOldSocketAndTheNew) {
@@ -200,31 +224,33 @@ protected:
         hi.arguments = arguments;
         object_->HandleHi(hi);
     }
-    /// The one line that announced the call under way.
-    void ExpectAnnounced(const std::string& text) {
+    /// The one line with which the operation announced the call under way.
+    void ExpectAnnounced(const std::string& operation, const std::string& text) {
         const auto lines = log_.Find(text);
         ASSERT_EQ(lines.size(), 1u) << log_.Text();
         EXPECT_EQ(lines[0].level, LogLevel::Info);
+        EXPECT_EQ(lines[0].function, "VoteDeckObject_RV2::" + operation);
     }
 };
 
 TEST_F(RV2CommandTest, HandleHi_Led_SendsFlashing) {
     EXPECT_CALL(deck_, SendFlashing(12, EnumFlashingColor{6}, 30, 20, 10)).WillOnce([&] {
-        ExpectAnnounced("rv2.0 SendFlashing device=12, color=6, duration=30, interval=20, times=10");
+        ExpectAnnounced("HandleHi",
+                        "rv2.0 SendFlashing device=12, color=6, duration=30, interval=20, times=10");
     });
     Hi("12", {Argument(HiArgumentType::Led, 30, 20, 10, HiArgumentColor::Yellow)});
 }
 
 TEST_F(RV2CommandTest, HandleHi_Motor_SendsVibrate) {
     EXPECT_CALL(deck_, SendVibrate(12, 30, 20, 10)).WillOnce([&] {
-        ExpectAnnounced("rv2.0 SendVibrate device=12, duration=30, interval=20, times=10");
+        ExpectAnnounced("HandleHi", "rv2.0 SendVibrate device=12, duration=30, interval=20, times=10");
     });
     Hi("12", {Argument(HiArgumentType::Motor, 30, 20, 10)});
 }
 
 TEST_F(RV2CommandTest, HandleHi_Beep_SendsAlarm) {
     EXPECT_CALL(deck_, SendAlarm(12, 30, 20, 10)).WillOnce([&] {
-        ExpectAnnounced("rv2.0 SendAlarm device=12, duration=30, interval=20, times=10");
+        ExpectAnnounced("HandleHi", "rv2.0 SendAlarm device=12, duration=30, interval=20, times=10");
     });
     Hi("12", {Argument(HiArgumentType::Beep, 30, 20, 10)});
 }
@@ -237,7 +263,7 @@ TEST_F(RV2CommandTest, HandleHi_AnyOtherType_IsSkipped) {
 
 TEST_F(RV2CommandTest, HandleHi_ValuesAreNarrowedToUnsigned16Bits_TheDeviceIsNot) {
     EXPECT_CALL(deck_, SendAlarm(70000, 4464, 65535, 0)).WillOnce([&] {
-        ExpectAnnounced("rv2.0 SendAlarm device=70000, duration=4464, interval=65535, times=0");
+        ExpectAnnounced("HandleHi", "rv2.0 SendAlarm device=70000, duration=4464, interval=65535, times=0");
     });
     Hi("70000", {Argument(HiArgumentType::Beep, 70000, -1, 65536)});
 }
@@ -263,8 +289,27 @@ TEST_F(RV2CommandTest, HandleHi_SingleDeviceNobodyKnows_IsSentAllTheSame) {
     Hi("77", {Argument(HiArgumentType::Beep, 1, 1, 1)});
 }
 
-TEST_F(RV2CommandTest, HandleHi_DeviceIsNoNumber_Raises) {
-    EXPECT_THROW(Hi("abc", {Argument(HiArgumentType::Beep, 1, 1, 1)}), std::invalid_argument);
+TEST_F(RV2CommandTest, HandleHi_LettersBehindTheNumber_AreNeitherSentNorLogged) {
+    InSequence order;
+    EXPECT_CALL(deck_, SendFlashing(12, EnumFlashingColor{4}, 1, 2, 3)).WillOnce([&] {
+        ExpectAnnounced("HandleHi", "rv2.0 SendFlashing device=12, color=4, duration=1, interval=2, times=3");
+    });
+    EXPECT_CALL(deck_, SendVibrate(12, 4, 5, 6)).WillOnce([&] {
+        ExpectAnnounced("HandleHi", "rv2.0 SendVibrate device=12, duration=4, interval=5, times=6");
+    });
+    EXPECT_CALL(deck_, SendAlarm(12, 7, 8, 9)).WillOnce([&] {
+        ExpectAnnounced("HandleHi", "rv2.0 SendAlarm device=12, duration=7, interval=8, times=9");
+    });
+    Hi("12abc", {Argument(HiArgumentType::Led, 1, 2, 3), Argument(HiArgumentType::Motor, 4, 5, 6),
+                 Argument(HiArgumentType::Beep, 7, 8, 9)});
+}
+
+TEST_F(RV2CommandTest, HandleHi_DeviceIsNoNumber_RaisesBeforeTheLineOfTheCall) {
+    for (const HiArgumentType type : {HiArgumentType::Led, HiArgumentType::Motor, HiArgumentType::Beep}) {
+        EXPECT_THROW(Hi("abc", {Argument(type, 1, 1, 1)}), std::invalid_argument);
+    }
+    EXPECT_FALSE(log_.Contains("rv2.0 Send")) << log_.Text();
+    Hi("abc", {Argument(HiArgumentType::None, 1, 1, 1)});
 }
 
 TEST_F(RV2CommandTest, ConvertColor_PassesTheKnownColoursAndMakesAllElseRed) {
@@ -292,7 +337,7 @@ TEST_F(RV2CommandTest, ConvertQuestionType_FollowsTheTable) {
 
 TEST_F(RV2CommandTest, StartQuestion_SendsTheConvertedType) {
     EXPECT_CALL(deck_, StartQuestion(EnumQuestionType{2}, StrEq(""), StrEq(""), StrEq(""), 0, true, 17))
-        .WillOnce([&] { ExpectAnnounced("rv2.0 StartQuestion type=2 device_id=17"); });
+        .WillOnce([&] { ExpectAnnounced("StartQuestion", "rv2.0 StartQuestion type=2 device_id=17"); });
     object_->StartQuestion("17", QuestionType::SingleChoice);
 }
 
@@ -309,7 +354,7 @@ TEST_F(RV2CommandTest, StartQuestion_DeviceNumberIsNarrowedTo16Bits) {
 
 TEST_F(RV2CommandTest, StopQuestion_EndsTheQuestionWithAnEmptyText) {
     EXPECT_CALL(deck_, EndQuestion(70000, StrEq(""))).WillOnce([&] {
-        ExpectAnnounced("rv2.0 EndQuestion device_id=70000");
+        ExpectAnnounced("StopQuestion", "rv2.0 EndQuestion device_id=70000");
     });
     object_->StopQuestion("70000");
 }
@@ -320,7 +365,7 @@ TEST_F(RV2CommandTest, SetText_Row2MarkedAndEmpty_SendsABlankAndKeepsTheOtherRow
     object_->text_record_map_["7"].row2 = "two";
     object_->text_record_map_["7"].row3 = "three";
     EXPECT_CALL(deck_, SendContext(StrEq("one"), StrEq(" "), StrEq("three"), 0, 7)).WillOnce([&] {
-        ExpectAnnounced("rv2.0 SendContext device_id=7, row1='one', row2=' ', row3='three'");
+        ExpectAnnounced("SetText", "rv2.0 SendContext device_id=7, row1='one', row2=' ', row3='three'");
     });
     object_->SetText("7", false, "ignored", true, "", false, "");
     EXPECT_EQ(object_->text_record_map_["7"].row1, "one");
@@ -351,6 +396,7 @@ TEST_F(RV2CommandTest, SetText_ForAllWithNoKeypad_SendsNothing) {
 TEST_F(RV2CommandTest, SetText_DroppedDevice_GetsTheRowsWhateverTheirFlagsAndNoRecord) {
     EXPECT_CALL(deck_, SendContext(StrEq("a"), StrEq(""), StrEq(" "), 0, 8)).WillOnce([&] {
         ExpectAnnounced(
+            "SetText",
             "rv2.0  device has been dropped but still SetContext device_id=8, row1='a', row2='', row3=' '");
     });
     object_->SetText("8", false, "a", false, "", true, "");

@@ -1,6 +1,7 @@
 // What the receiver's library and the computer report, and what comes of it.
 #include "unit/drivers/support/TQFixture.h"
 
+#include <atomic>
 #include <filesystem>
 #include <fstream>
 #include <iterator>
@@ -36,7 +37,7 @@ TEST_F(TQKeyTest, Key_PostsATaskWhichLogsAndSends) {
     EXPECT_EQ(handler_.QueuedTasks(), 1u);
     EXPECT_THAT(Run(), ElementsAre("key-pressed 12 B"));
     ExpectLine(LogLevel::Debug, "task begin ushDeviceId=12, enKeyValue=2, pressTimes=3, recvTimes=4");
-    ExpectLine(LogLevel::Debug, "device_id=12, need_send=true");
+    ExpectTaskLine(LogLevel::Debug, "device_id=12, need_send=true", "OnKeyEvent");
     const auto records = TrackwireRecords("ipc_vdk_event_key_pressed");
     ASSERT_EQ(records.size(), 1u);
     EXPECT_EQ(records[0].Value("rssi"), "77");
@@ -74,6 +75,15 @@ TEST_F(TQKeyTest, RV1KeyWithNoQuestionOpen_ActivatesAndSendsTheTextAgainButNoKey
     Key(12, 1);
     EXPECT_THAT(Run(), ElementsAre("active devices changed", "activated 12", "rows || to 12"));
     EXPECT_THAT(object_->GetActivatedDeviceSet(), ElementsAre("12"));
+}
+
+TEST_F(TQKeyTest, RV1Key_RunsTheStepsOfComingInOrder) {
+    MakeInitialized(RV1);
+    Key(12, 1);
+    Run();
+    EXPECT_EQ(StepsOfTheCycle(log_), kStepsOfComing);
+    ExpectTaskLine(LogLevel::Debug, "send activate before key press for rv1.0", "OnKeyEvent");
+    ExpectTaskLine(LogLevel::Debug, "recover context for rv1.0", "OnKeyEvent");
 }
 
 TEST_F(TQKeyTest, RV1SecondKeyOfTheSameDevice_ActivatesASecondTime) {
@@ -130,6 +140,9 @@ TEST_F(TQReturnTest, LWDroppedDeviceKey9_ActivatedNoKeyPressedAndTheQuestionOfAl
     MakeDropped();
     Key(12, 9);
     EXPECT_THAT(Run(), ElementsAre("active devices changed", "activated 12"));
+    EXPECT_EQ(StepsOfTheCycle(log_), kStepsOfComing);
+    ExpectTaskLine(LogLevel::Debug, "device 12 has been droped, send activate before key press for lw",
+                   "OnKeyEvent");
     EXPECT_THAT(object_->dropped_device_set_, IsEmpty());
     EXPECT_THAT(object_->GetActivatedDeviceSet(), ElementsAre("12"));
     EXPECT_TRUE(object_->CheckLastQuestionCustom("12", "of all"));
@@ -316,6 +329,24 @@ TEST_F(TQCardTest, TQ2Unbind_SendsTheUnlockBeforeInactivated) {
     EXPECT_THAT(object_->dropped_device_set_, IsEmpty());
     EXPECT_THAT(object_->GetActivatedDeviceSet(), IsEmpty());
     testing::Mock::VerifyAndClearExpectations(&deck_);
+}
+
+TEST_F(TQCardTest, BindAndUnbind_RunTheStepsOfComingAndGoingInOrder) {
+    ForEachKind({TQ2}, [&](DeviceType, bool locks) {
+        object_->OnBindCard(12);
+        Run();
+        EXPECT_EQ(StepsOfTheCycle(log_), kStepsOfComing);
+        if (locks) {
+            ExpectTaskLine(LogLevel::Debug, "TQ2.0 send question lock 12", "OnBindCard");
+        }
+        Forget();
+        object_->OnUnbindCard(12);
+        Run();
+        EXPECT_EQ(StepsOfTheCycle(log_), kStepsOfGoing);
+        if (locks) {
+            ExpectTaskLine(LogLevel::Debug, "TQ2.0 send question unlock 12", "OnUnbindCard");
+        }
+    });
 }
 
 TEST_F(TQCardTest, BindAgain_KeepsTheRowsOfTheRecord) {
@@ -526,15 +557,28 @@ TEST_F(TQOtherCallbackTest, FromSeveralThreadsAtOnce_EachKeyIsAnsweredOnceAndUnd
             }
         });
     }
-    // The task thread meanwhile takes the receiver down and up again.
-    for (int i = 0; i < 20; ++i) {
+    constexpr std::size_t kReports = 50;
+    std::atomic<bool> reported{false};
+    threads.emplace_back([this, &reported] {
+        for (std::size_t i = 0; i < kReports; ++i) {
+            object_->OnDeviceConnectedChange(true);
+        }
+        reported = true;
+    });
+    // The task thread meanwhile brings the object up again and again, and a report that comes in between is ignored.
+    do {
         object_->Initialize();
-    }
+    } while (!reported);
     for (std::thread& thread : threads) {
         thread.join();
     }
     Take();
-    EXPECT_THAT(Run(), testing::UnorderedElementsAreArray(expected));
+    Journal notes = Run();
+    std::erase_if(notes, [](const std::string& note) { return note.rfind("key-pressed ", 0) != 0; });
+    EXPECT_THAT(notes, testing::UnorderedElementsAreArray(expected));
+    EXPECT_EQ(log_.Count("OnDeviceConnectedChange::<lambda>::operator ()") +
+                  log_.Count("initialization not finished, return."),
+              kReports);
 }
 
 }  // namespace

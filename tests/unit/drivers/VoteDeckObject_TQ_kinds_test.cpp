@@ -220,7 +220,8 @@ TEST_F(TQKindsTest, QuestionIsSentToAllDevicesAgainWhenTheReceiverReconnects_LWA
                                                all_general ? "question 6 to 0 without callback"
                                                            : "question 128 to 0 without callback",
                                                "arrived", status));
-                ExpectLine(LogLevel::Info, "LW StopQuestion when connected if all_general_for_lw_");
+                ExpectTaskLine(LogLevel::Info, "LW StopQuestion when connected if all_general_for_lw_",
+                               "OnDeviceConnectedChange");
             } else {
                 EXPECT_THAT(Run(), ElementsAre("query info", "arrived", status));
             }

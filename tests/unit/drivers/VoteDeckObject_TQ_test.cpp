@@ -37,6 +37,40 @@ TEST_F(TQLifeTest, New_KindWithoutAFactory_HasNoLibraryObject) {
     EXPECT_FALSE(Access::IsInitialized(object));
 }
 
+TEST_F(TQLifeTest, New_LogsItsEntryBeforeItCallsTheFactory) {
+    bool logged = false;
+    ClosedFactories().create_vdo = [&](const std::string&, zq::IVoteDeck**, IVoteDeckControl**) {
+        logged = log_.Contains(LogLevel::Trace, "VoteDeckObject_TQ::VoteDeckObject_TQ:");
+    };
+    for (const DeviceType kind : kKinds) {
+        logged = false;
+        ExpectEntry("VoteDeckObject_TQ", [kind] { const OpenTQ object(kind); });
+        EXPECT_TRUE(logged);
+    }
+}
+
+TEST_F(TQLifeTest, EachOperation_LogsItsEntryAtTraceWithoutAReceiverToo) {
+    const auto expect_entries = [this](OpenTQ& object) {
+        ExpectEntry("Initialize", [&] { EXPECT_EQ(object.Initialize(), 1); });
+        ExpectEntry("HandleHi", [&] { object.HandleHi(CommandHi()); });
+        ExpectEntry("StartQuestion", [&] { object.StartQuestion("12", QuestionType::General); });
+        ExpectEntry("StopQuestion", [&] { object.StopQuestion("12"); });
+        ExpectEntry("SetText", [&] { object.SetText("12", true, "", true, "", true, ""); });
+        ExpectEntry("OnDeviceArrival", [&] { object.OnDeviceArrival(0, L"p"); });
+        ExpectEntry("OnDeviceRemoved", [&] { object.OnDeviceRemoved(1, L"p"); });
+        ExpectEntry("HandleDrop", [&] { object.HandleDrop(CommandDrop()); });
+        ExpectEntry("StartQuestion", [&] { object.StartQuestion("12", QuestionType::General); });
+        ExpectEntry("StopQuestion", [&] { object.StopQuestion("12"); });
+        ExpectEntry("Uninitialize", [&] { object.Uninitialize(); });
+    };
+    ForEachKind({}, [&](DeviceType, bool) {
+        deck_.connected = false;
+        expect_entries(*object_);
+    });
+    OpenTQ without_library(RV2);
+    expect_entries(without_library);
+}
+
 TEST_F(TQLifeTest, FactoryThatGivesNothing_CommandsAndEndDoNothing) {
     ClosedFactories().create_vdo = nullptr;
     ForEachKind({}, [&](DeviceType, bool) {
@@ -210,7 +244,8 @@ TEST_F(TQHiTest, AllThreeTogether_OneCallAndOneLine) {
     ExpectLine(LogLevel::Info,
                "Activate device_id=12, beep_times=1, beep_unit=2, beep_interval=3, motor_times=4, "
                "motor_unit=5, motor_interval=6, light_times=7, light_unit=8, light_interval=9, "
-               "light_color=2");
+               "light_color=2",
+               "HandleHi");
 }
 
 TEST_F(TQHiTest, LedBlueThenLedWhite_OneActivateWithColour7) {
@@ -292,9 +327,13 @@ TEST_F(TQQuestionTest, ReceiverNotConnected_SaysAndSendsNothing) {
         object_->StopQuestion("12");
         object_->SetText("12", true, "x", true, "y", true, "z");
         EXPECT_THAT(Take(), IsEmpty());
+        std::vector<std::string> functions;
         for (const LogLine& line : log_.Lines()) {
             EXPECT_EQ(line.level, LogLevel::Trace) << line.message;
+            functions.push_back(line.function);
         }
+        EXPECT_THAT(functions, ElementsAre("VoteDeckObject_TQ::StartQuestion",
+                                           "VoteDeckObject_TQ::StopQuestion", "VoteDeckObject_TQ::SetText"));
     });
 }
 
@@ -365,7 +404,7 @@ TEST_F(TQTextTest, OneDevice_OnlyTheRowsWithTheirFlagReplace) {
     object_->SetText("12", false, "x", true, "y", false, "z");
     object_->SetText("12", false, "x", false, "y", true, "z");
     EXPECT_THAT(Take(), ElementsAre("rows x|b|c to 12", "rows x|y|c to 12", "rows x|y|z to 12"));
-    ExpectLine(LogLevel::Info, "SetContext device_id=12, row1='x', row2='y', row3='z'");
+    ExpectLine(LogLevel::Info, "SetContext device_id=12, row1='x', row2='y', row3='z'", "SetText");
 }
 
 TEST_F(TQTextTest, EmptyRow_StaysEmptyOnSetContext) {
@@ -404,6 +443,7 @@ TEST_F(TQTextTest, TQ2_LockForAKnownDeviceAloneNotForAllAndNotForADroppedOne) {
     EXPECT_THAT(Take(), ElementsAre("rows x|| to 12"));
     object_->SetText("12", true, "y", false, "", false, "");
     EXPECT_THAT(Take(), ElementsAre("question 17 to 12", "rows y|| to 12"));
+    ExpectLine(LogLevel::Info, "Setting context for special device 12, lock it!", "SetText");
     object_->SetText("13", true, "z", false, "", false, "");
     EXPECT_THAT(Take(), ElementsAre("rows z|| to 13"));
 }

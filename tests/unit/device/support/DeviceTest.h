@@ -6,8 +6,10 @@
 #include "support/DeviceMocks.h"
 #include "support/LogCapture.h"
 
+#include <algorithm>
 #include <cstdint>
 #include <functional>
+#include <optional>
 #include <sstream>
 #include <string>
 #include <vector>
@@ -69,7 +71,6 @@ public:
     using VoteDeckObjectBase::RequestRecognize;
     using VoteDeckObjectBase::RequestSingleEvaluation;
     using VoteDeckObjectBase::RunAudioPath;
-    using VoteDeckObjectBase::RunKeyPath;
     using VoteDeckObjectBase::SaveAudioFile;
     using VoteDeckObjectBase::SendEventActivated;
     using VoteDeckObjectBase::SendEventArrived;
@@ -84,6 +85,7 @@ public:
     using VoteDeckObjectBase::StartNewQuestionRecord;
     using VoteDeckObjectBase::status_;
     using VoteDeckObjectBase::StopLastQuestionRecord;
+    using VoteDeckObjectBase::TakeKey;
     using VoteDeckObjectBase::text_record_map_;
     using VoteDeckObjectBase::WrapDeviceID;
 };
@@ -141,14 +143,17 @@ protected:
         return drop;
     }
 
-    /// A key press as a receiver reports it; the result is what was decided, or "dropped".
+    /// A key press, and the event where one is due; the result is what was decided, or "dropped".
     std::string Press(std::uint32_t number, std::int32_t key, std::uint32_t signal_strength = 0) {
-        std::string decided = "dropped";
-        device_.RunKeyPath(number, key, signal_strength, [&](const std::string& device, bool need_send) {
-            EXPECT_EQ(device, std::to_string(number));
-            decided = need_send ? "sent" : "kept";
-        });
-        return decided;
+        const std::string device = std::to_string(number);
+        const std::optional<bool> need_send = device_.TakeKey(device, key);
+        if (!need_send.has_value()) {
+            return "dropped";
+        }
+        if (*need_send) {
+            device_.SendEventKeyPressed(device, signal_strength);
+        }
+        return *need_send ? "sent" : "kept";
     }
 
     /// "key" of the events so far, in order.
@@ -159,6 +164,40 @@ protected:
             keys.push_back(message["key"].asString());
         }
         return keys;
+    }
+
+    /// Rests of the lines at Debug, of one operation of the object or of all, in order.
+    std::vector<std::string> DebugLines(const std::string& operation = {}) const {
+        std::vector<std::string> rests;
+        for (const LogLine& line : log_.Lines()) {
+            if (line.level == LogLevel::Debug &&
+                (operation.empty() || line.function == "VoteDeckObjectBase::" + operation)) {
+                rests.push_back(line.rest);
+            }
+        }
+        return rests;
+    }
+
+    /// The call logs the operation's entry: its first line, at Trace, and no further one there.
+    void ExpectEntry(const std::string& operation, const std::string& rest,
+                     const std::function<void()>& call) {
+        log_.Clear();
+        call();
+        const auto lines = log_.OfFunction("VoteDeckObjectBase::" + operation);
+        ASSERT_FALSE(lines.empty()) << operation;
+        EXPECT_EQ(lines[0].level, LogLevel::Trace) << operation;
+        EXPECT_EQ(lines[0].rest, rest) << operation;
+        EXPECT_EQ(std::count_if(lines.begin(), lines.end(),
+                                [](const LogLine& line) { return line.level == LogLevel::Trace; }),
+                  1)
+            << operation;
+    }
+
+    /// The text was logged once, at this level.
+    void ExpectOneLine(LogLevel level, const std::string& rest) const {
+        const auto lines = log_.Find(rest);
+        ASSERT_EQ(lines.size(), 1u) << rest << "\n" << log_.Text();
+        EXPECT_EQ(lines[0].level, level) << rest;
     }
 
     struct Reset {

@@ -192,6 +192,7 @@ class ScriptedRV2 : public VoteDeckObject_RV2 {
 public:
     std::deque<std::int32_t> answers = {kDeviceStatusConnected};
     int probes = 0;
+    std::function<void()> during_probe;
 
     std::int32_t RealProbe() { return VoteDeckObject_RV2::ProbeBaseStation(); }
 
@@ -205,6 +206,9 @@ public:
 protected:
     std::int32_t ProbeBaseStation() override {
         ++probes;
+        if (during_probe) {
+            during_probe();
+        }
         const std::int32_t answer = answers.front();
         if (answers.size() > 1) {
             answers.pop_front();
@@ -212,6 +216,30 @@ protected:
         return answer;
     }
 };
+
+/// The steps of coming and going that were logged, in order.
+inline std::vector<std::string> StepsOfTheCycle(const LogCapture& log) {
+    std::vector<std::string> steps;
+    for (const LogLine& line : log.Lines()) {
+        for (const char* step :
+             {"CreateTextRecordForDevice", "EraseTextRevordForDevice", "NotifyActiveDevicesChanged",
+              "EraseDeviceFromDropSet", "SendEventActivated", "SendEventInactivated"}) {
+            if (line.function == std::string("VoteDeckObjectBase::") + step) {
+                EXPECT_EQ(line.level, LogLevel::Trace) << step;
+                steps.emplace_back(step);
+            }
+        }
+    }
+    return steps;
+}
+
+/// What these are when a keypad comes, and when it goes.
+inline const std::vector<std::string> kStepsOfComing = {"CreateTextRecordForDevice",
+                                                        "NotifyActiveDevicesChanged",
+                                                        "EraseDeviceFromDropSet", "SendEventActivated"};
+inline const std::vector<std::string> kStepsOfGoing = {"EraseTextRevordForDevice",
+                                                       "NotifyActiveDevicesChanged", "EraseDeviceFromDropSet",
+                                                       "SendEventInactivated"};
 
 class RV2Test : public testing::Test {
 protected:

@@ -220,11 +220,31 @@ protected:
     void Key(std::uint32_t device, std::int32_t key, std::uint32_t rssi = 0) {
         object_->OnKeyEvent(device, key, 1, 1, 0, 0, rssi);
     }
-    /// The text was logged once, at this level.
-    void ExpectLine(LogLevel level, const std::string& text) {
+    /// The text was logged once, at this level; by this operation, where one is named.
+    void ExpectLine(LogLevel level, const std::string& text, const std::string& operation = {}) {
         const auto lines = log_.Find(text);
         ASSERT_EQ(lines.size(), 1u) << text << "\n" << log_.Text();
         EXPECT_EQ(lines[0].level, level) << text;
+        if (!operation.empty()) {
+            EXPECT_EQ(lines[0].function, "VoteDeckObject_TQ::" + operation) << text;
+        }
+    }
+    /// As ExpectLine, for the task that this callback posts.
+    void ExpectTaskLine(LogLevel level, const std::string& text, const std::string& callback) {
+        ExpectLine(level, text, callback + "::<lambda>::operator ()");
+    }
+    /// The call logs the operation's entry: its first line, at Trace, and no further one there.
+    void ExpectEntry(const std::string& operation, const std::function<void()>& call) {
+        log_.Clear();
+        call();
+        const auto lines = log_.OfFunction("VoteDeckObject_TQ::" + operation);
+        ASSERT_FALSE(lines.empty()) << operation;
+        EXPECT_EQ(lines[0].level, LogLevel::Trace) << operation;
+        EXPECT_EQ(lines[0].rest, "") << operation;
+        EXPECT_EQ(std::count_if(lines.begin(), lines.end(),
+                                [](const LogLine& line) { return line.level == LogLevel::Trace; }),
+                  1)
+            << operation;
     }
 
     LogCapture log_;
