@@ -90,6 +90,8 @@ private:
     std::unique_ptr<std::thread> status_thread_;
     // Made before the thread starts, so that a stop always finds something to signal.
     std::atomic<EventHandle> status_event_{nullptr};
+    // Ends the thread too when the system had no event to give.
+    std::atomic<bool> status_stop_{false};
 };
 
 }  // namespace vdipc

@@ -16,6 +16,7 @@ void VoteDeckObject_RV2::StartStatusCheck() {
     VD_LOG_ENTRY();
     USBListener::GetInstance().AddListener(this);
     status_event_ = CreateAutoResetEvent();
+    status_stop_ = false;
     status_thread_ = std::make_unique<std::thread>(
         [this, stop_event = status_event_.load()] { StatusThread(stop_event); });
 }
@@ -23,7 +24,7 @@ void VoteDeckObject_RV2::StartStatusCheck() {
 void VoteDeckObject_RV2::StatusThread(EventHandle stop_event) {
     VD_LOG(LogLevel::Debug, "{}:{} RV2 status check thread begin");
     // A wait that fails counts as one that ran out: the station goes on being watched.
-    while (WaitForEvent(stop_event, kCheckIntervalMilliseconds) != kWaitSignalled) {
+    while (!status_stop_ && WaitForEvent(stop_event, kCheckIntervalMilliseconds) != kWaitSignalled) {
         if (listener_ != nullptr) {
             PostOwnTask([this] { CheckStatusTask(); });
         }
@@ -34,6 +35,7 @@ void VoteDeckObject_RV2::StatusThread(EventHandle stop_event) {
 void VoteDeckObject_RV2::StopStatusCheck() {
     VD_LOG_ENTRY();
     USBListener::GetInstance().RemoveListener(this);
+    status_stop_ = true;
     if (status_event_ != nullptr) {
         SignalEvent(status_event_);
     }

@@ -6,6 +6,7 @@
 #include <chrono>
 #include <map>
 #include <mutex>
+#include <utility>
 
 #include <poll.h>
 #include <sys/eventfd.h>
@@ -16,6 +17,7 @@ namespace {
 
 std::mutex g_mutex;
 std::uintptr_t g_last = 0x1000;
+bool g_fail_next_creation = false;
 std::map<EventHandle, int>& Events() {
     static std::map<EventHandle, int>& events = *new std::map<EventHandle, int>();
     return events;
@@ -26,8 +28,11 @@ thread_local std::uint32_t t_last_error = 0;
 }  // namespace
 
 EventHandle CreateAutoResetEvent() {
-    const int descriptor = eventfd(0, EFD_NONBLOCK | EFD_CLOEXEC);
     std::lock_guard lock(g_mutex);
+    if (std::exchange(g_fail_next_creation, false)) {
+        return nullptr;
+    }
+    const int descriptor = eventfd(0, EFD_NONBLOCK | EFD_CLOEXEC);
     g_last += 4;
     const auto handle = reinterpret_cast<EventHandle>(g_last);
     Events()[handle] = descriptor;
@@ -88,6 +93,11 @@ namespace test {
 
 void SetNativeLastError(std::uint32_t error) {
     t_last_error = error;
+}
+
+void FailNextEventCreation() {
+    std::lock_guard lock(g_mutex);
+    g_fail_next_creation = true;
 }
 
 int NativeEventDescriptor(EventHandle event) {

@@ -27,6 +27,9 @@ int NativeEventDescriptor(EventHandle event);
 /// Events that were created and not closed.
 std::size_t NativeOpenEvents();
 
+/// Lets the next creation of an event fail.
+void FailNextEventCreation();
+
 /// Lets the next creation or deletion of a queue timer fail with this error.
 void FailNextQueueTimerCreation(std::uint32_t error);
 void FailNextQueueTimerDeletion(std::uint32_t error);

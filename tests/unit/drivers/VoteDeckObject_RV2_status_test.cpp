@@ -5,6 +5,10 @@
 #include <stdexcept>
 #include <thread>
 
+#if !defined(_WIN32)
+#include "native/NativeSeam.h"
+#endif
+
 namespace vdipc::test {
 namespace {
 
@@ -163,6 +167,23 @@ TEST_F(RV2StatusTest, StatusThread_WaitThatFails_CountsAsTimeout) {
     EXPECT_EQ(impatient.posts, 5);
     object_->SetEventListener(&handler_);
 }
+
+#if !defined(_WIN32)
+
+TEST_F(RV2StatusTest, StatusThread_SystemHasNoEventToGive_PostsAndIsStoppedAllTheSame) {
+    for (std::size_t i = 1; i <= 2; ++i) {
+        FailNextEventCreation();
+        Access::StartStatusCheck(*object_);
+        EXPECT_EQ(Access::StatusEvent(*object_), nullptr);
+        EXPECT_TRUE(handler_.WaitForTasks(3));
+        Access::StopStatusCheck(*object_);
+        EXPECT_FALSE(Access::HasThread(*object_));
+        EXPECT_EQ(log_.Count("RV2 status check thread end"), i);
+        handler_.DropTasks();
+    }
+}
+
+#endif
 
 TEST_F(RV2StatusTest, StopStatusCheck_RightAfterStart_AlwaysFindsTheEvent) {
     for (int i = 0; i < 50; ++i) {
