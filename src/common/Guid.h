@@ -12,7 +12,7 @@ struct Guid {
     std::uint8_t data4[8] = {};
 };
 
-/// A fresh GUID from the system; all zero should the system refuse.
+/// A fresh GUID from the system. Whether it had one to give isn't looked at: what it leaves is taken.
 Guid CreateGuid();
 
 }  // namespace vdipc

@@ -11,10 +11,8 @@ namespace vdipc {
 
 Guid CreateGuid() {
     GUID made = {};
+    static_cast<void>(CoCreateGuid(&made));
     Guid guid;
-    if (FAILED(CoCreateGuid(&made))) {
-        return guid;
-    }
     guid.data1 = made.Data1;
     guid.data2 = made.Data2;
     guid.data3 = made.Data3;

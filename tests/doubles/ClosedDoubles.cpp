@@ -10,6 +10,7 @@ namespace {
 struct State {
     std::mutex mutex;
     std::vector<TrackwireRecord> records;
+    std::size_t trackwires_made = 0;
     std::vector<std::pair<std::string, std::string>> setters;
     std::vector<SpeechEngine> engines;
     std::vector<std::string> speech_calls;
@@ -67,6 +68,7 @@ void ResetClosedDoubles() {
     State& state = TheState();
     std::lock_guard lock(state.mutex);
     state.records.clear();
+    state.trackwires_made = 0;
     state.setters.clear();
     state.engines.clear();
     state.speech_calls.clear();
@@ -102,6 +104,11 @@ std::vector<TrackwireRecord> TrackwireRecords(const std::string& action) {
     return found;
 }
 
+std::size_t TrackwiresMade() {
+    std::lock_guard lock(TheState().mutex);
+    return TheState().trackwires_made;
+}
+
 std::vector<std::pair<std::string, std::string>> TrackwireSetters() {
     std::lock_guard lock(TheState().mutex);
     return TheState().setters;
@@ -135,7 +142,10 @@ VoteDeckLogHandler InstalledVoteDeckLogHandler() {
 
 using vdipc::test::TheState;
 
-CTrackwire::CTrackwire() : record_(new vdipc::test::TrackwireRecord()) {}
+CTrackwire::CTrackwire() : record_(new vdipc::test::TrackwireRecord()) {
+    std::lock_guard lock(TheState().mutex);
+    ++TheState().trackwires_made;
+}
 
 CTrackwire::~CTrackwire() {
     delete static_cast<vdipc::test::TrackwireRecord*>(record_);

@@ -37,6 +37,8 @@ struct TrackwireRecord {
 std::vector<TrackwireRecord> TrackwireRecords();
 /// Records whose "Action" is this.
 std::vector<TrackwireRecord> TrackwireRecords(const std::string& action);
+/// How many records were made since the reset, sent or not.
+std::size_t TrackwiresMade();
 /// Calls of the free setters: name of the function and its text (wide text narrowed).
 std::vector<std::pair<std::string, std::string>> TrackwireSetters();
 

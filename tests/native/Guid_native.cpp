@@ -1,10 +1,24 @@
 #include "common/Guid.h"
+#include "native/NativeSeam.h"
 
+#include <mutex>
 #include <random>
 
 namespace vdipc {
+namespace {
+
+std::mutex g_mutex;
+std::optional<Guid> g_guid;
+std::size_t g_made = 0;
+
+}  // namespace
 
 Guid CreateGuid() {
+    std::lock_guard lock(g_mutex);
+    ++g_made;
+    if (g_guid) {
+        return *g_guid;
+    }
     std::random_device random;
     Guid guid;
     guid.data1 = random();
@@ -16,4 +30,17 @@ Guid CreateGuid() {
     return guid;
 }
 
+namespace test {
+
+void SetNativeGuid(const std::optional<Guid>& guid) {
+    std::lock_guard lock(g_mutex);
+    g_guid = guid;
+}
+
+std::size_t NativeGuidsMade() {
+    std::lock_guard lock(g_mutex);
+    return g_made;
+}
+
+}  // namespace test
 }  // namespace vdipc

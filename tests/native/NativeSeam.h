@@ -3,6 +3,7 @@
 
 #include "common/Clock.h"
 #include "common/Event.h"
+#include "common/Guid.h"
 
 #include <cstddef>
 #include <cstdint>
@@ -18,6 +19,11 @@ void SetNativeThreadNumber(std::optional<std::uint32_t> number);
 
 /// The host's executable. At start it is "\host" in the folder of the test program.
 void SetNativeHostPath(const std::string& path);
+
+/// The next GUIDs; nothing gives random ones back.
+void SetNativeGuid(const std::optional<Guid>& guid);
+/// How many GUIDs were made so far.
+std::size_t NativeGuidsMade();
 
 /// What GetLastSystemError gives on this thread.
 void SetNativeLastError(std::uint32_t error);

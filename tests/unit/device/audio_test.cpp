@@ -1,6 +1,8 @@
+#include "common/Clock.h"
 #include "common/TextEncoding.h"
 #include "messages/MessageCodec.h"
 #include "support/DeviceTest.h"
+#include "support/Endings.h"
 
 #include <algorithm>
 #include <atomic>
@@ -12,10 +14,13 @@
 #include <optional>
 #include <regex>
 
+#include <fmt/format.h>
+
 namespace vdipc::test {
 namespace {
 
 using testing::_;
+using testing::Contains;
 using testing::ElementsAre;
 using testing::IsEmpty;
 using testing::Optional;
@@ -145,12 +150,23 @@ protected:
 };
 
 TEST_F(Recordings, SaveAudioFile_NamesTheFileByPrefixNumberAndTickAndWritesTheBytesAsTheyCame) {
+    const std::uint32_t before = GetTickCountNow();
     const std::string name = device_.SaveAudioFile(4294967295u, audio_.data(), audio_.size(), "pre");
-    EXPECT_TRUE(std::regex_match(name, std::regex("pre4294967295-[0-9a-f]{1,8}\\.wav"))) << name;
+    const std::uint32_t after = GetTickCountNow();
+    std::vector<std::string> names;
+    for (std::uint32_t tick = before; tick != after + 1; ++tick) {
+        names.push_back(fmt::format("pre4294967295-{:x}.wav", tick));
+    }
+    EXPECT_THAT(names, Contains(name));
     EXPECT_THAT(SavedFiles(), ElementsAre(audio_));
     std::ifstream file((root_ / "audio").string() + "\\" + name, std::ios::binary);
     EXPECT_TRUE(file.is_open());
-    EXPECT_THAT(log_.OfFunction("VoteDeckObjectBase::SaveAudioFile"), SizeIs(1));
+}
+
+TEST_F(Recordings, EachOperation_LogsItsEntryAtTrace) {
+    ExpectEntry("SaveAudioFile", "", [&] { device_.SaveAudioFile(7, audio_.data(), audio_.size(), "pre"); });
+    ExpectEntry("RequestRecognize", "",
+                [&] { device_.RequestRecognize("7", "7.wav", "custom", audio_.data(), audio_.size(), 0.0); });
 }
 
 TEST_F(Recordings, SaveAudioFile_EmptyPrefixAndNoBytesGiveAnEmptyFile) {
@@ -173,14 +189,16 @@ TEST_F(Recordings, PathThatCannotBeOpened_GetsNoLineAndTheRequestStillFollows) {
 
 using RecordingsDeathTest = Recordings;
 
+constexpr char kDoesNotFit[] = "invalid parameter: text doesn't fit its 260 bytes";
+
 TEST_F(RecordingsDeathTest, NameBeyondItsBuffer_EndsTheProcess) {
     const std::string prefix(260, 'p');
-    EXPECT_DEATH(device_.SaveAudioFile(7, audio_.data(), audio_.size(), prefix), "");
+    EXPECT_ENDS_BY_ABORT(device_.SaveAudioFile(7, audio_.data(), audio_.size(), prefix), kDoesNotFit);
 }
 
 TEST_F(RecordingsDeathTest, PathBeyondItsBuffer_EndsTheProcess) {
     device_.SetAudioFileStorageBasePath(std::string(255, 'd'));
-    EXPECT_DEATH(device_.SaveAudioFile(7, audio_.data(), audio_.size(), "p"), "");
+    EXPECT_ENDS_BY_ABORT(device_.SaveAudioFile(7, audio_.data(), audio_.size(), "p"), kDoesNotFit);
 }
 
 TEST_F(Recordings, WithoutAQuestion_NoFileIsSaved) {
@@ -216,11 +234,10 @@ TEST_F(Recordings, DuringKeyQuestions_AreSavedAndNothingElse) {
 
 TEST_F(Recordings, QuestionFound_IsLoggedInTheWordsOfTheHardware) {
     Record(QuestionType::SingleChoice, 0);
-    EXPECT_THAT(log_.Find("last question found, custom=custom"), SizeIs(1));
+    ExpectOneLine(LogLevel::Debug, "last question found, custom=custom");
     log_.Clear();
     Record(QuestionType::SingleChoice, std::nullopt);
-    ASSERT_THAT(log_.Find("lastquestion found, custom=custom"), SizeIs(1));
-    EXPECT_EQ(log_.Find("lastquestion found, custom=custom")[0].level, LogLevel::Debug);
+    ExpectOneLine(LogLevel::Debug, "lastquestion found, custom=custom");
 }
 
 TEST_F(Recordings, Audio_AreSentForRecognitionWithoutACopy) {
@@ -274,7 +291,7 @@ TEST_P(StemsQuestions, GoodRecording_IsSentWithItsStemsAndACopyOfItsBytes) {
         EXPECT_THAT(request.stems, ElementsAre("one", "two"));
         EXPECT_EQ(request.param + request.reserved_text, "");
         ExpectTemplate(request.request_id, "voice-evaluated", 0.5);
-        EXPECT_THAT(log_.Find(GetParam().name), SizeIs(1));
+        ExpectOneLine(LogLevel::Debug, GetParam().name);
         EXPECT_TRUE(log_.Contains(LogLevel::Info, "evaluator sent online request_id=" + request.request_id +
                                                       ", voice_size=9, stems=[one,two]"));
         EXPECT_THAT(messages_, IsEmpty());
@@ -290,8 +307,8 @@ TEST_P(StemsQuestions, EmptyStems_GiveAFileAndNoRequestAndNoEvent) {
         device_.HandleAsk(ask);
         device_.RunAudioPath(7, audio_, 0.0, error);
         EXPECT_NE(SavedName(), "");
-        EXPECT_THAT(log_.Find(GetParam().name), SizeIs(1));
-        EXPECT_THAT(log_.Find("cause stems is empty do not request evaluator"), SizeIs(1));
+        ExpectOneLine(LogLevel::Debug, GetParam().name);
+        ExpectOneLine(LogLevel::Debug, "cause stems is empty do not request evaluator");
     }
     EXPECT_THAT(requests_, IsEmpty());
     EXPECT_THAT(messages_, IsEmpty());
@@ -312,7 +329,7 @@ TEST_P(StemsQuestions, BadRecording_GoesToTheClientWithTheErrorAsScore) {
     EXPECT_EQ(event["data"]["start_time"].asInt64(), 0);
     EXPECT_EQ(event["data"]["end_time"].asInt64(), 0);
     EXPECT_DOUBLE_EQ(event["data"]["lost_package_rate"].asDouble(), 0.0);
-    EXPECT_THAT(log_.Find("audio error do not request evaluator"), SizeIs(1));
+    ExpectOneLine(LogLevel::Debug, "audio error do not request evaluator");
     EXPECT_THAT(TrackwireRecords("ipc_vdk_event_voice_evaluated"), SizeIs(1));
 }
 
@@ -333,7 +350,7 @@ TEST_F(Recordings, Evaluation_AreSentWithTheParamAndWithoutALineOfTheirOwn) {
     EXPECT_TRUE(request.own_copy);
     EXPECT_EQ(request.audio, audio_);
     ExpectTemplate(request.request_id, "evaluated", 0.75);
-    EXPECT_THAT(log_.Find("QuestionType::VoiceEvaluation"), SizeIs(1));
+    ExpectOneLine(LogLevel::Debug, "QuestionType::VoiceEvaluation");
     EXPECT_THAT(log_.OfFunction("VoteDeckObjectBase::RequestEvaluation"), IsEmpty());
 }
 
@@ -341,9 +358,15 @@ TEST_F(Recordings, EvaluationWithoutParam_GiveAFileAndNoRequestAndNoEvent) {
     CommandAsk ask = AudioAsk(QuestionType::VoiceEvaluation);
     ask.param.clear();
     device_.HandleAsk(ask);
-    device_.RunAudioPath(7, audio_, 0.0, -201);
-    EXPECT_THAT(SavedFiles(), ElementsAre(audio_));
-    EXPECT_THAT(log_.Find("cause param stringify is empty do not request evaluator"), SizeIs(1));
+    for (const std::optional<std::int32_t> error :
+         {std::optional<std::int32_t>(-201), std::optional<std::int32_t>()}) {
+        log_.Clear();
+        device_.RunAudioPath(7, audio_, 0.0, error);
+        EXPECT_NE(SavedName(), "");
+        ExpectOneLine(LogLevel::Debug, "QuestionType::VoiceEvaluation");
+        ExpectOneLine(LogLevel::Debug, "cause param stringify is empty do not request evaluator");
+    }
+    EXPECT_THAT(SavedFiles(), Contains(audio_));
     EXPECT_THAT(requests_, IsEmpty());
     EXPECT_THAT(messages_, IsEmpty());
 }
@@ -360,7 +383,11 @@ TEST_F(Recordings, EvaluationWithErrorMinus201_GoesToTheClientAsError) {
     EXPECT_EQ(event["custom"].asString(), "custom");
     EXPECT_EQ(event["data"]["error"].asInt(), -201);
     EXPECT_DOUBLE_EQ(event["data"]["lost_package_rate"].asDouble(), 0.0);
-    EXPECT_THAT(log_.Find("audio error do not request evaluator"), SizeIs(1));
+    ExpectOneLine(LogLevel::Debug, "audio error do not request evaluator");
+    const auto records = TrackwireRecords("ipc_vdk_event_evaluated");
+    ASSERT_THAT(records, SizeIs(1));
+    EXPECT_EQ(records[0].Value("error"), "-201");
+    EXPECT_EQ(records[0].Value("uniq_id"), event["id"].asString());
 }
 
 TEST_F(Recordings, VoiceRecord_IsReportedWithAnEmptyIdAndTheFilesName) {
@@ -374,7 +401,7 @@ TEST_F(Recordings, VoiceRecord_IsReportedWithAnEmptyIdAndTheFilesName) {
     EXPECT_EQ(event["extra"].asString(), SavedName());
     EXPECT_EQ(event["custom"].asString(), "custom");
     EXPECT_DOUBLE_EQ(event["data"]["lost_package_rate"].asDouble(), 0.25);
-    EXPECT_THAT(log_.Find("QuestionType::VoiceRecord"), SizeIs(1));
+    ExpectOneLine(LogLevel::Debug, "QuestionType::VoiceRecord");
     EXPECT_THAT(requests_, IsEmpty());
 }
 

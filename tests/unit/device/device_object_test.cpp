@@ -4,6 +4,10 @@
 #include <regex>
 #include <stdexcept>
 
+#if !defined(_WIN32)
+#include "native/NativeSeam.h"
+#endif
+
 namespace vdipc::test {
 namespace {
 
@@ -125,6 +129,20 @@ TEST_F(DeviceObject, GenerateEventId_HasThirtySixCharactersAndTwoEqualPairsAtIts
     EXPECT_TRUE(std::regex_match(id, form)) << id;
     EXPECT_NE(id, device_.GenerateEventId());
 }
+
+#if !defined(_WIN32)
+
+TEST_F(DeviceObject, GenerateEventId_PrintsAllBytesInOrderButTheLastInThePlaceOfTheSeventh) {
+    SetNativeGuid(Guid{0x01020304, 0x0506, 0x0708, {9, 10, 11, 12, 13, 14, 15, 16}});
+    const std::string id = device_.GenerateEventId();
+    SetNativeGuid(Guid{});
+    const std::string zero = device_.GenerateEventId();
+    SetNativeGuid(std::nullopt);
+    EXPECT_EQ(id, "01020304-0506-0708-090a-0b0c0d0e1010");
+    EXPECT_EQ(zero, "00000000-0000-0000-0000-000000000000");
+}
+
+#endif
 
 TEST_F(DeviceObject, SendTrackwire_ForEachKindAddsItsNameAndTheChannel) {
     const std::pair<DeviceType, std::string> kinds[] = {{DeviceType::TQ1, "TQ1"},

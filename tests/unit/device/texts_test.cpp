@@ -37,8 +37,16 @@ TEST_F(Texts, NewTextRecord_HoldsItsDeviceAndThreeSetFlags) {
     EXPECT_EQ(record.device, "7");
     EXPECT_TRUE(record.has_row1 && record.has_row2 && record.has_row3);
     EXPECT_EQ(record.id + record.row1 + record.row2 + record.row3, "");
-    ASSERT_THAT(log_.OfFunction("VoteDeckObjectBase::CreateTextRecordForDevice"), SizeIs(1));
-    EXPECT_TRUE(log_.Contains(LogLevel::Trace, "device=7"));
+}
+
+TEST_F(Texts, EachOperation_LogsItsEntryAtTrace) {
+    ExpectEntry("CreateTextRecordForDevice", "device=7", [&] { device_.CreateTextRecordForDevice("7"); });
+    ExpectEntry("EraseTextRevordForDevice", "device=7", [&] { device_.EraseTextRevordForDevice("7"); });
+    ExpectEntry("EraseDeviceFromDropSet", "device=7", [&] { device_.EraseDeviceFromDropSet("7"); });
+    ExpectEntry("HandleText", "", [&] { device_.HandleText(CommandText()); });
+    ExpectEntry("HandleDrop", "", [&] { device_.HandleDrop(Drop("7")); });
+    ExpectEntry("HandleDrop", "", [&] { device_.HandleDrop(Drop("0")); });
+    ExpectEntry("ClearTextForAllDevices", "", [&] { device_.ClearTextForAllDevices(); });
 }
 
 TEST_F(Texts, TextRecordThatExists_KeepsItsRows) {
@@ -88,17 +96,21 @@ TEST_F(Texts, Drop_ErasesNotifiesClosesAndRemembersInThisOrder) {
     device_.HandleAsk(Ask("7", QuestionType::SingleChoice));
     Press(7, 1);
     messages_.clear();
+    log_.Clear();
     EXPECT_CALL(listener_, OnActiveDevicesChanged).WillOnce([this] {
         EXPECT_FALSE(IsActivated("7"));
         EXPECT_THAT(device_.last_answer_map_, SizeIs(1));
         EXPECT_FALSE(device_.last_question_map_["7"].stopped);
         EXPECT_FALSE(IsDropped("7"));
+        EXPECT_THAT(DebugLines(), IsEmpty());
     });
     device_.HandleDrop(Drop("7"));
+    EXPECT_THAT(DebugLines(), ElementsAre("erase last_answer_map_[7]", "stop last_question_map_[7]",
+                                          "insert 7 to dropped_device_set_"));
+    EXPECT_THAT(DebugLines("HandleDrop"), ElementsAre("insert 7 to dropped_device_set_"));
     EXPECT_THAT(device_.last_answer_map_, IsEmpty());
     EXPECT_TRUE(device_.last_question_map_["7"].stopped);
     EXPECT_TRUE(IsDropped("7"));
-    EXPECT_TRUE(log_.Contains(LogLevel::Debug, "insert 7 to dropped_device_set_"));
     EXPECT_THAT(messages_, IsEmpty());
 }
 
