@@ -137,12 +137,13 @@ TEST_F(USBListenerTest, RemoveListener_WaitsForACallUnderWay) {
     listener_->AddListener(&first_);
     std::thread messages([&] { listener_->NotifyNodesChanged(); });
     entered.get_future().wait();
-    std::thread remover([&] {
+    std::future<void> removal = std::async(std::launch::async, [&] {
         listener_->RemoveListener(&first_);
         EXPECT_TRUE(left);
     });
+    EXPECT_EQ(removal.wait_for(std::chrono::milliseconds(100)), std::future_status::timeout);
     leave.set_value();
-    remover.join();
+    removal.get();
     messages.join();
 }
 

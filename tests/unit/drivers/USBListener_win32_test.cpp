@@ -1,5 +1,6 @@
 // The hidden window, on the real system calls.
 #include "unit/drivers/support/ChildProgram_win32.h"
+#include "unit/drivers/support/ImportHook_win32.h"
 #include "unit/drivers/support/ListenerMock.h"
 #include "unit/drivers/support/RV2Fixture.h"
 
@@ -7,8 +8,20 @@
 
 #include <dbt.h>
 
+extern "C" {  // MinGW's header says nothing of the language
+#include <hidsdi.h>
+}
+
+#include <atomic>
 #include <cstring>
 #include <future>
+
+// Calls of the system go through the program's import table, where a test can put itself in between.
+extern "C" {
+extern void* __imp_RegisterDeviceNotificationW;
+extern void* __imp_UnregisterDeviceNotification;
+extern void* __imp_MessageBoxW;
+}
 
 namespace vdipc::test {
 namespace {
@@ -206,13 +219,95 @@ TEST_F(USBWindowTest, Paint_IsAnsweredWith0AndOtherMessagesByTheSystem) {
         return __LINE__;                                                                                     \
     }
 
+/// What the system was asked for. Written on the message thread, and read once that has answered a message since.
+struct Asked {
+    int registrations = 0;
+    HANDLE recipient = nullptr;
+    DEV_BROADCAST_DEVICEINTERFACE_W filter = {};
+    DWORD flags = 99;
+    bool registration_fails = false;
+    HDEVNOTIFY registration = nullptr;
+    int endings = 0;
+    HDEVNOTIFY ended = nullptr;
+    bool window_existed = false;
+    UINT box_type = 0;
+} g_asked;
+decltype(&RegisterDeviceNotificationW) g_register = nullptr;
+decltype(&UnregisterDeviceNotification) g_unregister = nullptr;
+decltype(&MessageBoxW) g_message_box = nullptr;
+
+HDEVNOTIFY WINAPI NoteRegistration(HANDLE recipient, LPVOID filter, DWORD flags) {
+    ++g_asked.registrations;
+    g_asked.recipient = recipient;
+    std::memcpy(&g_asked.filter, filter, sizeof(g_asked.filter));
+    g_asked.flags = flags;
+    g_asked.registration = g_asked.registration_fails ? nullptr : g_register(recipient, filter, flags);
+    return g_asked.registration;
+}
+
+BOOL WINAPI NoteEnding(HDEVNOTIFY registration) {
+    ++g_asked.endings;
+    g_asked.ended = registration;
+    g_asked.window_existed = IsWindow(static_cast<HWND>(g_asked.recipient)) != FALSE;
+    return g_unregister(registration);
+}
+
+int WINAPI NoteBox(HWND owner, LPCWSTR text, LPCWSTR caption, UINT type) {
+    g_asked.box_type = type;
+    return g_message_box(owner, text, caption, type);
+}
+
+/// Closes the window, and waits for the end of the message thread. Line of the requirement that failed, or 0.
+int CloseAndJoin(HWND window) {
+    CHILD_REQUIRE(SendMessageW(window, WM_CLOSE, 0, 0) == 0);
+    CHILD_REQUIRE(!IsWindow(window));
+    USBListenerAccess::Thread(USBListener::GetInstance()).join();
+    return 0;
+}
+
 const ChildJob g_close("close", [] {
+    const ImportHook registration(&__imp_RegisterDeviceNotificationW, &NoteRegistration, &g_register);
+    const ImportHook ending(&__imp_UnregisterDeviceNotification, &NoteEnding, &g_unregister);
     USBListener& listener = USBListener::GetInstance();
     const HWND window = WaitForWindow(L"USBWin2", L"The Hello Program");
     CHILD_REQUIRE(window != nullptr);
-    CHILD_REQUIRE(SendMessageW(window, WM_CLOSE, 0, 0) == 0);
-    CHILD_REQUIRE(!IsWindow(window));
-    USBListenerAccess::Thread(listener).join();
+    CHILD_REQUIRE(SendMessageW(window, WM_NULL, 0, 0) == 0);
+    CHILD_REQUIRE(g_asked.registrations == 1 && g_asked.endings == 0);
+    CHILD_REQUIRE(g_asked.recipient == window && g_asked.flags == 0);
+    GUID hid_interfaces = {};
+    HidD_GetHidGuid(&hid_interfaces);
+    DEV_BROADCAST_DEVICEINTERFACE_W filter = {};
+    filter.dbcc_size = 32;
+    filter.dbcc_devicetype = 5;
+    filter.dbcc_classguid = hid_interfaces;
+    CHILD_REQUIRE(std::memcmp(&g_asked.filter, &filter, sizeof(filter)) == 0);
+    CHILD_REQUIRE(g_asked.registration != nullptr && listener.notification_ == g_asked.registration);
+    if (const int line = CloseAndJoin(window)) {
+        return line;
+    }
+    CHILD_REQUIRE(g_asked.endings == 1 && g_asked.ended == g_asked.registration);
+    CHILD_REQUIRE(g_asked.window_existed);
+    return 0;
+});
+
+const ChildJob g_registration_fails("registration fails", [] {
+    const ImportHook registration(&__imp_RegisterDeviceNotificationW, &NoteRegistration, &g_register);
+    const ImportHook ending(&__imp_UnregisterDeviceNotification, &NoteEnding, &g_unregister);
+    g_asked.registration_fails = true;
+    USBListener& listener = USBListener::GetInstance();
+    const HWND window = WaitForWindow(L"USBWin2", L"The Hello Program");
+    CHILD_REQUIRE(window != nullptr);
+    testing::NiceMock<MockDeviceChangedListener> hearer;
+    std::atomic<int> heard{0};
+    ON_CALL(hearer, OnDeviceNodesChanged).WillByDefault([&heard] { ++heard; });
+    listener.AddListener(&hearer);
+    CHILD_REQUIRE(SendMessageW(window, WM_DEVICECHANGE, 7, 0) == 0);
+    CHILD_REQUIRE(heard == 1);
+    CHILD_REQUIRE(g_asked.registrations == 1 && listener.notification_ == nullptr);
+    if (const int line = CloseAndJoin(window)) {
+        return line;
+    }
+    CHILD_REQUIRE(g_asked.endings == 0);
     return 0;
 });
 
@@ -236,6 +331,7 @@ const ChildJob g_class_taken("class taken", [] {
     taken.lpfnWndProc = &DefWindowProcW;
     taken.lpszClassName = L"USBWin2";
     CHILD_REQUIRE(RegisterClassW(&taken) != 0);
+    const ImportHook message_box(&__imp_MessageBoxW, &NoteBox, &g_message_box);
     USBListener& listener = USBListener::GetInstance();
     const HWND box = WaitForWindow(L"#32770", L"USBWin2");
     CHILD_REQUIRE(box != nullptr);
@@ -250,6 +346,7 @@ const ChildJob g_class_taken("class taken", [] {
     CHILD_REQUIRE(shows_text);
     CHILD_REQUIRE(PostMessageW(box, WM_COMMAND, IDOK, 0));
     USBListenerAccess::Thread(listener).join();
+    CHILD_REQUIRE(g_asked.box_type == 16);
     CHILD_REQUIRE(FindOwnWindow(L"USBWin2", nullptr) == nullptr);
     // The object stays, and its list with it.
     testing::NiceMock<MockDeviceChangedListener> late;
@@ -258,8 +355,12 @@ const ChildJob g_class_taken("class taken", [] {
     return 0;
 });
 
-TEST(USBWindow, Close_EndsRegistrationWindowAndLoop) {
+TEST(USBWindow, CreateAndClose_RegisterForHidInterfacesAndEndRegistrationThenWindowThenLoop) {
     EXPECT_EQ(RunChildJob("close"), 0u);
+}
+
+TEST(USBWindow, RegistrationFails_NodesChangedStillComesAndNothingIsUnregistered) {
+    EXPECT_EQ(RunChildJob("registration fails"), 0u);
 }
 
 TEST(USBWindow, Loop_ReturnsTheParameterOfTheQuitMessage) {

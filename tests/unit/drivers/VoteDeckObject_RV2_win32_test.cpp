@@ -1,6 +1,7 @@
 // The station's script and the closed library's file, on the real system calls.
 #include "common/closed/Grundkit.h"
 #include "unit/drivers/support/ChildProgram_win32.h"
+#include "unit/drivers/support/ImportHook_win32.h"
 #include "unit/drivers/support/RV2Fixture.h"
 
 #include <windows.h>
@@ -20,25 +21,6 @@ using testing::ElementsAre;
 
 /// Exit codes of the job below, above all statuses.
 constexpr int kStatusBase = 100;
-
-/// Lets an imported function be another for a while.
-class ImportPatch {
-public:
-    ImportPatch(void** slot, void* replacement) : slot_(slot), former_(*slot) { Write(replacement); }
-    ~ImportPatch() { Write(former_); }
-    ImportPatch(const ImportPatch&) = delete;
-    ImportPatch& operator=(const ImportPatch&) = delete;
-
-private:
-    void Write(void* function) {
-        DWORD protection = 0;
-        VirtualProtect(slot_, sizeof(*slot_), PAGE_READWRITE, &protection);
-        *slot_ = function;
-        VirtualProtect(slot_, sizeof(*slot_), protection, &protection);
-    }
-    void** slot_;
-    void* former_;
-};
 
 std::string Folder(const std::string& program) {
     return program.substr(0, program.rfind('\\'));
@@ -93,7 +75,8 @@ const ChildJob g_check("check", [] {
 
 // What the system is asked to start, by a program whose path holds blanks. Nothing is started.
 const ChildJob g_fields("fields", [] {
-    const ImportPatch patch(&__imp_ShellExecuteExA, reinterpret_cast<void*>(&NoteExecution));
+    decltype(&NoteExecution)* const not_called = nullptr;
+    const ImportHook hook(&__imp_ShellExecuteExA, &NoteExecution, not_called);
     ResetClosedDoubles();
     ScriptedRV2 object;
     return kStatusBase + object.RealProbe();

@@ -1,4 +1,5 @@
 // The chosen channel in the real registry: what is called, in which order, and what a failure leaves behind.
+#include "unit/drivers/support/ImportHook_win32.h"
 #include "unit/drivers/support/TQFixture.h"
 
 #include <windows.h>
@@ -65,29 +66,6 @@ LSTATUS APIENTRY NoteClose(HKEY key) {
     g_calls->push_back("close");
     return g_close(key);
 }
-
-class ImportHook {
-public:
-    template <typename Function>
-    ImportHook(void** slot, Function replacement, Function* real) : slot_(slot), real_(*slot) {
-        *real = reinterpret_cast<Function>(real_);
-        Write(reinterpret_cast<void*>(replacement));
-    }
-    ~ImportHook() { Write(real_); }
-    ImportHook(const ImportHook&) = delete;
-    ImportHook& operator=(const ImportHook&) = delete;
-
-private:
-    void Write(void* function) {
-        DWORD former = 0;
-        VirtualProtect(slot_, sizeof(*slot_), PAGE_READWRITE, &former);
-        *static_cast<void* volatile*>(slot_) = function;
-        VirtualProtect(slot_, sizeof(*slot_), former, &former);
-    }
-
-    void** slot_;
-    void* real_;
-};
 
 class TQRegistryTest : public TQTest {
 protected:
