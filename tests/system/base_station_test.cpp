@@ -48,7 +48,7 @@ TEST_F(BaseStationSystem, InitWithNonAudio_LeavesTheStationAlone) {
     client.Send("init non-audio");
     const Json::Value event = client.Expect("device-inited");
     EXPECT_EQ(event["ready"], false);
-    // Its reason is that of the base station, whether it was asked or not: the number that stands for nothing connected.
+    // No reason of the base station's, which isn't asked: the value that the look at all kinds starts from.
     EXPECT_EQ(event["info"], "not-connected");
     EXPECT_TRUE(event["avaliable-device"].isNull());
     EXPECT_TRUE(event["avaliable-device-info"].isNull());

@@ -2,8 +2,8 @@
 // that must come, and writes a transcript for a teacher.
 #pragma once
 
+#include "tools/common/ChannelInRegistry.h"
 #include "tools/common/Stage.h"
-#include "tools/vdlesson/ChannelInRegistry.h"
 #include "tools/vdlesson/Lesson.h"
 
 #include <chrono>

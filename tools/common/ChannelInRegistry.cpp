@@ -1,4 +1,4 @@
-#include "tools/vdlesson/ChannelInRegistry.h"
+#include "tools/common/ChannelInRegistry.h"
 
 #include <windows.h>
 

@@ -1,4 +1,4 @@
-// The receiver channel in the user's part of the registry, for the time of a lesson.
+// The receiver channel in the user's part of the registry, for the time of a lesson or a test.
 #pragma once
 
 #include <optional>
