@@ -32,8 +32,8 @@ Json::Value WireText(const std::string& text) {
 }
 
 std::string Finish(const Json::Value& root) {
-    // The strings inside are UTF-8 already. Converting the whole once more belongs to the format; it changes
-    // nothing as long as the writer escapes everything beyond ASCII.
+    // The strings inside are UTF-8 already, and the writer escapes what they hold beyond ASCII. Converting the whole
+    // once more belongs to the format: it shows in comments that a nested result brings along, which are written raw.
     return ToUtf8(root.toStyledString());
 }
 

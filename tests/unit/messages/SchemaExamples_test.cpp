@@ -102,15 +102,67 @@ TEST(EventSchema, MissingKeyKeyTooManyOrValueOfAnotherType_AreRefused) {
 }
 
 TEST(EventSchema, SpeechDataWithAKeyMissingOrTooMany_IsRefused) {
-    for (const char* file : {"audio-recognized.json", "voice-evaluated.json", "voice-record.json"}) {
+    for (const char* file :
+         {"audio-recognized.json", "voice-evaluated.json", "evaluated.json", "voice-record.json"}) {
         const Json::Value event = test::ParseJson(Examples("events").at(file));
         for (const std::string& key : event["data"].getMemberNames()) {
-            EXPECT_NE(CheckEvent(test::OneLine(test::With(event, "data", test::Without(event["data"], key)))),
-                      "")
-                << file << " without " << key;
+            const std::string without =
+                CheckEvent(test::OneLine(test::With(event, "data", test::Without(event["data"], key))));
+            // The one key that may be missing: a result that is no object is left out.
+            EXPECT_EQ(without.empty(), key == "raw_result") << file << " without " << key << " " << without;
         }
         EXPECT_NE(CheckEvent(test::OneLine(test::With(event, "data", test::With(event["data"], "more", 1)))),
                   "");
+    }
+}
+
+TEST(EventSchema, RawResultThatIsNoObject_IsRefused) {
+    const Json::Value event = test::ParseJson(Examples("events").at("evaluated.json"));
+    for (const Json::Value& wrong : test::ValuesOfOtherTypes(Json::objectValue)) {
+        EXPECT_NE(CheckEvent(test::OneLine(
+                      test::With(event, "data", test::With(event["data"], "raw_result", wrong)))),
+                  "")
+            << wrong;
+    }
+}
+
+TEST(EventSchema, DeviceInformationWithAKeyMissingOrTooManyOrOfAnotherKind_IsRefused) {
+    const Json::Value event = test::ParseJson(Examples("events").at("device-inited-ready.json"));
+    const char* const infos = "avaliable-device-info";
+    const auto with_member = [&](const std::string& kind, const Json::Value& member) {
+        return CheckEvent(test::OneLine(test::With(event, infos, test::With(event[infos], kind, member))));
+    };
+    ASSERT_FALSE(event[infos].empty());
+    for (const std::string& kind : event[infos].getMemberNames()) {
+        const Json::Value& member = event[infos][kind];
+        EXPECT_EQ(member.size(), 6U);
+        EXPECT_EQ(with_member(kind, member), "");
+        for (const std::string& key : member.getMemberNames()) {
+            EXPECT_NE(with_member(kind, test::Without(member, key)), "") << kind << " without " << key;
+            EXPECT_NE(with_member(kind, test::With(member, key, 5)), "")
+                << kind << " with a number as " << key;
+        }
+        EXPECT_NE(with_member(kind, test::With(member, "device_type", "x")), "") << kind;
+        EXPECT_NE(with_member("TQ9", member), "");
+    }
+}
+
+TEST(CommandSchema, DeviceThatIsNo32BitNumber_IsRefused) {
+    for (const char* command : {"ask", "stop", "text", "hi", "drop"}) {
+        const Json::Value valid = test::ParseJson(Examples(std::string(command) + "/valid").begin()->second);
+        const auto with_device = [&valid](const std::string& device) {
+            return CheckCommand(test::OneLine(test::With(valid, "device", device)));
+        };
+        for (const char* device : {"0", "1", "9", "10", "999999999", "1000000000", "3999999999", "4199999999",
+                                   "4289999999", "4293999999", "4294899999", "4294959999", "4294966999",
+                                   "4294967199", "4294967289", "4294967290", "4294967294", "4294967295"}) {
+            EXPECT_EQ(with_device(device), "") << command << " " << device;
+        }
+        for (const char* device : {"", "00", "01", "-1", "+1", " 1", "1 ", "1x", "4294967296", "4294967299",
+                                   "4294967300", "4294968000", "4294970000", "4295000000", "4300000000",
+                                   "5000000000", "9999999999", "10000000000", "42949672950"}) {
+            EXPECT_NE(with_device(device), "") << command << " " << device;
+        }
     }
 }
 
