@@ -14,9 +14,11 @@ struct State {
     std::vector<std::pair<std::string, std::string>> setters;
     std::vector<SpeechEngine> engines;
     std::vector<std::string> speech_calls;
+    std::function<void(const std::string&)> speech_hook;
     int speech_result = 0;
     Factories factories;
     VoteDeckLogHandler log_handler = nullptr;
+    std::function<void()> log_handler_hook;
 };
 
 State& TheState() {
@@ -29,8 +31,18 @@ void RecordSetter(const char* name, const std::string& text) {
     TheState().setters.emplace_back(name, text);
 }
 
+/// Notes a call, and tells a test of it with the lock let go.
+void NoteSpeechCall(std::unique_lock<std::mutex> lock, const std::string& call) {
+    TheState().speech_calls.push_back(call);
+    const auto hook = TheState().speech_hook;
+    lock.unlock();
+    if (hook) {
+        hook(call);
+    }
+}
+
 std::size_t AddEngine(const void* object, bool is_recognizer, int engine, int mode, int language) {
-    std::lock_guard lock(TheState().mutex);
+    std::unique_lock lock(TheState().mutex);
     auto& engines = TheState().engines;
     SpeechEngine made;
     made.object = object;
@@ -39,20 +51,22 @@ std::size_t AddEngine(const void* object, bool is_recognizer, int engine, int mo
     made.mode = mode;
     made.language = language;
     engines.push_back(made);
-    TheState().speech_calls.push_back(
-        std::to_string(engines.size() - 1) + ":" + (is_recognizer ? "recognizer(" : "evaluator(") +
-        std::to_string(engine) + "," + std::to_string(mode) + "," + std::to_string(language) + ")");
-    return engines.size() - 1;
+    const std::size_t index = engines.size() - 1;
+    NoteSpeechCall(std::move(lock), std::to_string(index) + ":" +
+                                        (is_recognizer ? "recognizer(" : "evaluator(") +
+                                        std::to_string(engine) + "," + std::to_string(mode) + "," +
+                                        std::to_string(language) + ")");
+    return index;
 }
 
 /// Runs an action on the engine of an object that lives, and notes the call.
 template <typename Action>
 void OnEngine(const void* handle, const std::string& call, Action action) {
-    std::lock_guard lock(TheState().mutex);
+    std::unique_lock lock(TheState().mutex);
     const std::size_t index = reinterpret_cast<std::uintptr_t>(handle) - 1;
     if (index < TheState().engines.size()) {
         action(TheState().engines[index]);
-        TheState().speech_calls.push_back(std::to_string(index) + ":" + call);
+        NoteSpeechCall(std::move(lock), std::to_string(index) + ":" + call);
     }
 }
 
@@ -72,9 +86,11 @@ void ResetClosedDoubles() {
     state.setters.clear();
     state.engines.clear();
     state.speech_calls.clear();
+    state.speech_hook = nullptr;
     state.speech_result = 0;
     state.factories = Factories();
     state.log_handler = nullptr;
+    state.log_handler_hook = nullptr;
     SetActiveCodePageDefault();
 }
 
@@ -124,6 +140,11 @@ std::vector<std::string> SpeechCalls() {
     return TheState().speech_calls;
 }
 
+void SetSpeechCallHook(std::function<void(const std::string& call)> hook) {
+    std::lock_guard lock(TheState().mutex);
+    TheState().speech_hook = std::move(hook);
+}
+
 void SetSpeechRequestResult(int result) {
     std::lock_guard lock(TheState().mutex);
     TheState().speech_result = result;
@@ -136,6 +157,11 @@ Factories& ClosedFactories() {
 VoteDeckLogHandler InstalledVoteDeckLogHandler() {
     std::lock_guard lock(TheState().mutex);
     return TheState().log_handler;
+}
+
+void SetLogHandlerInstallHook(std::function<void()> hook) {
+    std::lock_guard lock(TheState().mutex);
+    TheState().log_handler_hook = std::move(hook);
 }
 
 }  // namespace vdipc::test
@@ -307,6 +333,13 @@ void CreateVDOLW(zq::IVoteDeck** deck, IVoteDeckControl** control) {
 }
 
 void InstallVoteDeckLogHandler(VoteDeckLogHandler handler) {
-    std::lock_guard lock(TheState().mutex);
-    TheState().log_handler = handler;
+    std::function<void()> hook;
+    {
+        std::lock_guard lock(TheState().mutex);
+        TheState().log_handler = handler;
+        hook = TheState().log_handler_hook;
+    }
+    if (hook) {
+        hook();
+    }
 }

@@ -67,6 +67,8 @@ std::vector<SpeechEngine> SpeechEngines();
 /// Calls of constructors, start, stop and destructors in order, for instance "evaluator(0,0,1)", "start(4)", "stop",
 /// "destroy", each behind the index of its engine: "1:start(4)".
 std::vector<std::string> SpeechCalls();
+/// Called behind each of these calls, with its text, on its thread; none at reset.
+void SetSpeechCallHook(std::function<void(const std::string& call)> hook);
 /// What recognize and evaluate return; 0 at reset.
 void SetSpeechRequestResult(int result);
 
@@ -82,5 +84,7 @@ Factories& ClosedFactories();
 
 /// The handler that was installed into the receivers' library, or null.
 VoteDeckLogHandler InstalledVoteDeckLogHandler();
+/// Called by each installation, on its thread; none at reset.
+void SetLogHandlerInstallHook(std::function<void()> hook);
 
 }  // namespace vdipc::test

@@ -13,6 +13,7 @@ namespace {
 
 std::mutex g_mutex;
 std::optional<LocalTime> g_time;
+std::optional<std::uint32_t> g_processors;
 thread_local std::optional<std::uint32_t> t_thread_number;
 
 }  // namespace
@@ -53,7 +54,8 @@ void SleepMilliseconds(std::uint32_t milliseconds) {
 }
 
 std::uint32_t GetProcessorCount() {
-    return std::max(1u, std::thread::hardware_concurrency());
+    std::lock_guard lock(g_mutex);
+    return g_processors.value_or(std::max(1u, std::thread::hardware_concurrency()));
 }
 
 namespace test {
@@ -61,6 +63,11 @@ namespace test {
 void SetNativeLocalTime(std::optional<LocalTime> time) {
     std::lock_guard lock(g_mutex);
     g_time = time;
+}
+
+void SetNativeProcessorCount(std::optional<std::uint32_t> count) {
+    std::lock_guard lock(g_mutex);
+    g_processors = count;
 }
 
 void SetNativeThreadNumber(std::optional<std::uint32_t> number) {

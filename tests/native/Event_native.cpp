@@ -6,6 +6,7 @@
 #include <chrono>
 #include <map>
 #include <mutex>
+#include <optional>
 #include <utility>
 
 #include <poll.h>
@@ -24,6 +25,12 @@ std::map<EventHandle, int>& Events() {
 }
 
 thread_local std::uint32_t t_last_error = 0;
+
+struct ForcedWait {
+    std::uint32_t result = 0;
+    std::uint32_t error = 0;
+};
+std::optional<ForcedWait> g_forced_wait;  // under g_mutex
 
 }  // namespace
 
@@ -54,6 +61,13 @@ std::uint32_t WaitForEvent(EventHandle event, std::uint32_t milliseconds) {
 }
 
 std::uint32_t WaitForEitherEvent(EventHandle first, EventHandle second, std::uint32_t milliseconds) {
+    if (first != second) {
+        std::lock_guard lock(g_mutex);
+        if (const auto forced = std::exchange(g_forced_wait, std::nullopt)) {
+            t_last_error = forced->error;
+            return forced->result;
+        }
+    }
     const auto deadline = std::chrono::steady_clock::now() + std::chrono::milliseconds(milliseconds);
     pollfd descriptors[] = {{test::NativeEventDescriptor(first), POLLIN, 0},
                             {test::NativeEventDescriptor(second), POLLIN, 0}};
@@ -98,6 +112,11 @@ void SetNativeLastError(std::uint32_t error) {
 void FailNextEventCreation() {
     std::lock_guard lock(g_mutex);
     g_fail_next_creation = true;
+}
+
+void ForceNextWaitForEither(std::uint32_t result, std::uint32_t error) {
+    std::lock_guard lock(g_mutex);
+    g_forced_wait = ForcedWait{result, error};
 }
 
 int NativeEventDescriptor(EventHandle event) {

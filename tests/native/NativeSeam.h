@@ -36,6 +36,12 @@ std::size_t NativeOpenEvents();
 /// Lets the next creation of an event fail.
 void FailNextEventCreation();
 
+/// Lets the next wait for either of two events end at once with this result, and with this error on its thread.
+void ForceNextWaitForEither(std::uint32_t result, std::uint32_t error);
+
+/// A number of processors in place of the machine's; nothing gives the real one back.
+void SetNativeProcessorCount(std::optional<std::uint32_t> count);
+
 /// Lets the next creation or deletion of a queue timer fail with this error.
 void FailNextQueueTimerCreation(std::uint32_t error);
 void FailNextQueueTimerDeletion(std::uint32_t error);

@@ -179,7 +179,7 @@ TEST_F(DeviceObject, SendTrackwire_ForAnyOtherKindAddsTheChannelAlone) {
 }
 
 TEST_F(DeviceObject, SendIPCMesage_LogsItsEntryAndPassesTheText) {
-    EXPECT_CALL(listener_, SendIPCMesage("{}"));
+    EXPECT_CALL(listener_, SendIPCMesage("{}")).WillOnce(testing::Return());
     device_.SendIPCMesage("{}");
     EXPECT_THAT(log_.OfFunction("VoteDeckObjectBase::SendIPCMesage"), SizeIs(1));
 }

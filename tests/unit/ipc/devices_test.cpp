@@ -3,7 +3,9 @@
 #include "drivers/VoteDeckObject_RV2.h"
 #include "drivers/VoteDeckObject_TQ.h"
 #include "messages/MessageCodec.h"
+#include "support/VoteDeckObjectBaseAccess.h"
 
+#include <cstdio>
 #include <stdexcept>
 
 namespace vdipc::test {
@@ -43,6 +45,16 @@ TEST_F(HandlerDevices, CreateVoteDeckObjects_MakesOneObjectOfEachKindInOrder) {
     }
     EXPECT_THAT(ClosedFactories().calls,
                 ElementsAre("CreateVDOTQ1", "CreateVDOTQ2", "CreateVDORV1", "CreateVDOLW"));
+}
+
+TEST_F(HandlerDevices, CreateVoteDeckObjects_TellsEachKindItsAudioFolderAndItsListener) {
+    std::snprintf(Access::AudioStoragePath(handler()).data(), 260, "%s", "C:\\class room\\audio");
+    Access::CreateVoteDeckObjects(handler());
+    for (const DeviceType kind : kAllKinds) {
+        const auto& object = dynamic_cast<const VoteDeckObjectBase&>(*Access::DeviceObjects(handler())[kind]);
+        EXPECT_EQ(VoteDeckObjectBaseAccess::AudioFileStorageBasePath(object), "C:\\class room\\audio");
+        EXPECT_EQ(VoteDeckObjectBaseAccess::Listener(object), &handler());
+    }
 }
 
 TEST_F(HandlerDevices, CreateVoteDeckObjects_ReplacesWhatIsThere) {
@@ -209,6 +221,20 @@ TEST_F(HandlerDevices, Event_CarriesTheIdentificationOfEachUsableKind) {
     EXPECT_EQ(info["channel"], "17");
     EXPECT_EQ(info["tx-power"], "p");
     EXPECT_EQ(event.toStyledString().find("inside"), std::string::npos);
+}
+
+TEST_F(HandlerDevices, Event_GoesStraightToThePipeServerAndBeforeItsTelemetry) {
+    AddAll(kDeviceStatusConnected);
+    Prefer(PreferredDeviceType::Any);
+    DeviceInited();
+    std::vector<std::string> order;
+    for (const LogLine& line : log().Lines()) {
+        if (line.function == "PipeServer::SendMsg" || line.function == "IpcHandler::SendTrackwire" ||
+            line.function == "IpcHandler::SendIPCMesage") {
+            order.push_back(line.function);
+        }
+    }
+    EXPECT_THAT(order, ElementsAre("PipeServer::SendMsg", "IpcHandler::SendTrackwire"));
 }
 
 TEST_F(HandlerDevices, DeviceThatGoesAway_GivesADeviceInitedEventOnItsOwn) {

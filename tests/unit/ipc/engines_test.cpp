@@ -2,6 +2,13 @@
 #include "ipc/WorkerThreads.h"
 #include "support/SpeechTest.h"
 
+#include <algorithm>
+#include <tuple>
+
+#if !defined(_WIN32)
+#include "native/NativeSeam.h"
+#endif
+
 namespace vdipc::test {
 namespace {
 
@@ -19,7 +26,7 @@ protected:
     }
 
     static std::string Start(unsigned int shift) {
-        return "start(" + std::to_string(WorkerThreads(GetProcessorCount(), shift)) + ")";
+        return "start(" + std::to_string(std::max(1u, GetProcessorCount() >> shift)) + ")";
     }
 };
 
@@ -100,15 +107,36 @@ TEST_F(Engines, Evaluators_AreMadeFirstAndStartedInOrder) {
 }
 
 TEST_F(Engines, OnOneProcessor_BothNumbersOfThreadsAreOne) {
-    EXPECT_EQ(WorkerThreads(1, 1), 1u);
-    EXPECT_EQ(WorkerThreads(1, 2), 1u);
-    EXPECT_EQ(WorkerThreads(3, 2), 1u);
+    EXPECT_EQ(WorkerThreads(1, kEvaluatorThreadsShift), 1u);
+    EXPECT_EQ(WorkerThreads(1, kOfflineEvaluatorThreadsShift), 1u);
+    EXPECT_EQ(WorkerThreads(3, kOfflineEvaluatorThreadsShift), 1u);
 }
 
 TEST_F(Engines, OnEightProcessors_TheNumbersOfThreadsAreFourAndTwo) {
-    EXPECT_EQ(WorkerThreads(8, 1), 4u);
-    EXPECT_EQ(WorkerThreads(8, 2), 2u);
+    EXPECT_EQ(WorkerThreads(8, kEvaluatorThreadsShift), 4u);
+    EXPECT_EQ(WorkerThreads(8, kOfflineEvaluatorThreadsShift), 2u);
 }
+
+#if !defined(_WIN32)
+TEST_F(Engines, EveryEngine_IsStartedWithItsShareOfTheMachinesProcessors) {
+    for (const auto& [processors, online, offline] :
+         {std::tuple<std::uint32_t, std::size_t, std::size_t>{8, 4, 2}, {1, 1, 1}, {3, 1, 1}, {64, 32, 16}}) {
+        SetNativeProcessorCount(processors);
+        const std::size_t before = SpeechEngines().size();
+        Access::InitSpeechRecognizer(handler());
+        Access::InitSpeechEvaluator(handler());
+        Access::OfflineEvaluator(handler()) = nullptr;
+        Access::ChangeSentSpeechEvaluatorToOffline(handler());
+        std::vector<std::size_t> threads;
+        for (std::size_t i = before; i < SpeechEngines().size(); ++i) {
+            EXPECT_TRUE(SpeechEngines()[i].started) << i;
+            threads.push_back(SpeechEngines()[i].worker_threads);
+        }
+        EXPECT_THAT(threads, ElementsAre(8, online, online, online, online, offline)) << processors;
+    }
+    SetNativeProcessorCount(std::nullopt);
+}
+#endif
 
 TEST_F(Engines, SecondInitOfTheEvaluators_LeavesOneSet) {
     Access::InitSpeechEvaluator(handler());

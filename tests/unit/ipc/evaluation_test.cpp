@@ -244,7 +244,9 @@ TEST_F(Evaluation, SecondResultForOneKey_IsDropped) {
     Complete(Sent(), VoiceResult("k"));
     EXPECT_THAT(SentEvents(), IsEmpty());
     EXPECT_EQ(DebugLines("HandleEvaluateResult").back(), "evaluate_request_map_[k] has been erased, reurn.");
-    EXPECT_THAT(log().OfFunction("IpcHandler::StopEvaluatorTimer"), SizeIs(1));
+    const auto lines = log().OfFunction("IpcHandler::StopEvaluatorTimer");
+    ASSERT_THAT(lines, SizeIs(1));
+    EXPECT_EQ(lines[0].level, LogLevel::Trace);
 }
 
 TEST_F(Evaluation, ResultOfAQuestionThatHasChanged_ErasesTheEntryAndIsDropped) {
@@ -486,7 +488,9 @@ TEST_F(Evaluation, TimeoutOfAKeyWithoutAnEntry_Ends) {
 
 TEST_F(Evaluation, StopOfATimerThatIsAbsent_IsNoError) {
     Access::StopEvaluatorTimer(handler(), "nobody");
-    EXPECT_THAT(log().OfFunction("IpcHandler::StopEvaluatorTimer"), SizeIs(1));
+    const auto lines = log().OfFunction("IpcHandler::StopEvaluatorTimer");
+    ASSERT_THAT(lines, SizeIs(1));
+    EXPECT_EQ(lines[0].level, LogLevel::Trace);
 }
 
 TEST_F(Evaluation, AfterTheSwitchAndANewStart_OldPointersAreComparedAndNeverCalledThrough) {

@@ -1,9 +1,12 @@
+#include "support/Endings.h"
 #include "support/HandlerTest.h"
 
 #include <algorithm>
+#include <condition_variable>
 #include <cstdio>
 #include <cstdlib>
 #include <future>
+#include <mutex>
 #include <stdexcept>
 
 namespace vdipc::test {
@@ -30,19 +33,28 @@ TEST_F(HandlerLifecycle, NewHandler_HasItsFieldsAtTheirStart) {
                             Pair(DeviceType::LW, "LW")));
 }
 
-TEST(HandlerInstance, TwoThreadsInAFirstCall_ConstructOneObject) {
-    std::promise<void> go;
-    const std::shared_future<void> gate = go.get_future().share();
-    const auto first_call = [gate] {
-        gate.wait();
-        return &IpcHandler::Instance();
-    };
-    auto first = std::async(std::launch::async, first_call);
-    auto second = std::async(std::launch::async, first_call);
-    go.set_value();
+/// Ends its process with 0 when two first calls at once have made one object. A construction lasts until a second one
+/// comes to the same step, or doesn't in a while.
+[[noreturn]] void MakeTwoFirstCalls() {
+    std::mutex mutex;
+    std::condition_variable changed;
+    int constructions = 0;
+    SetLogHandlerInstallHook([&] {
+        std::unique_lock lock(mutex);
+        ++constructions;
+        changed.notify_all();
+        changed.wait_for(lock, std::chrono::milliseconds(300), [&] { return constructions > 1; });
+    });
+    auto first = std::async(std::launch::async, [] { return &IpcHandler::Instance(); });
+    auto second = std::async(std::launch::async, [] { return &IpcHandler::Instance(); });
     IpcHandler* const object = first.get();
-    EXPECT_EQ(second.get(), object);
-    EXPECT_EQ(&IpcHandler::Instance(), object);
+    const bool one = second.get() == object && &IpcHandler::Instance() == object && constructions == 1;
+    std::_Exit(one ? 0 : 1);
+}
+
+TEST(HandlerInstanceDeathTest, TwoThreadsInAFirstCall_ConstructOneObject) {
+    StartDeathTestsAnew();
+    EXPECT_EXIT(MakeTwoFirstCalls(), testing::ExitedWithCode(0), "");
 }
 
 TEST_F(HandlerLifecycle, QuitCallback_IsTakenAtOnceWithoutALogLine) {
@@ -132,8 +144,9 @@ TEST_F(HandlerLifecycle, SendWithoutAServer_IsOneTraceLine) {
 
 TEST_F(HandlerLifecycle, Send_GoesPastTheTaskQueue) {
     UseServer();
-    handler().SendIPCMesage(R"({"event":"x"})");
-    ASSERT_EQ(SentEvents().size(), 1u);
+    handler().SendIPCMesage("any text");
+    ASSERT_EQ(log().OfFunction("PipeServer::SendMsg").size(), 1u);
+    EXPECT_EQ(log().OfFunction("PipeServer::SendMsg")[0].rest, "any text");
     EXPECT_EQ(Access::QueuedTasks(handler()), 0u);
 }
 
@@ -146,6 +159,9 @@ protected:
         std::shared_ptr<IVoteDeckObject> rv2;
         std::chrono::steady_clock::duration duration{};
         bool server_was_there = false;
+        bool server_was_there_at_clear = false;
+        std::size_t speech_calls_before = 0;
+        bool saved_before_engines = false;
         Json::Value saved;
 
         Scenario() {
@@ -156,6 +172,7 @@ protected:
                  {DeviceType::TQ1, DeviceType::RV1, DeviceType::RV2, DeviceType::LW}) {
                 const std::string name = Access::DeviceNames(handler())[kind];
                 ON_CALL(Device(kind), ClearTextForAllDevices()).WillByDefault([this, name] {
+                    server_was_there_at_clear |= Access::Server(handler()) != nullptr;
                     calls.push_back("clear " + name);
                 });
                 ON_CALL(Device(kind), Uninitialize()).WillByDefault([this, name] {
@@ -175,10 +192,19 @@ protected:
                 calls.emplace_back("second");
                 server_was_there = Access::Server(handler()) != nullptr;
             });
+            Access::InitSpeechRecognizer(handler());
+            Access::InitSpeechEvaluator(handler());
+            speech_calls_before = SpeechCalls().size();
+            SetSpeechCallHook([this](const std::string& call) {
+                if (call == "0:stop") {
+                    saved_before_engines = ReadFile(DevicesFile()).find("RV2") != std::string::npos;
+                }
+            });
             const auto begin = std::chrono::steady_clock::now();
             StartTaskThread();
             handler().Uninitialize();
             duration = std::chrono::steady_clock::now() - begin;
+            SetSpeechCallHook(nullptr);
             saved = ParseJson(ReadFile(DevicesFile()));
         }
     };
@@ -219,8 +245,17 @@ TEST_F(HandlerStop, TaskBehindTheLastOne_StaysInTheQueueUnrun) {
     EXPECT_THAT(scenario->calls, testing::Not(testing::Contains("left behind")));
 }
 
-TEST_F(HandlerStop, PipeServer_IsDisconnectedAtOnceAndDeletedByATask) {
+TEST_F(HandlerStop, Engines_GoLastAndTheRecognizerBeforeTheEvaluators) {
+    EXPECT_TRUE(scenario->saved_before_engines);
+    auto calls = SpeechCalls();
+    calls.erase(calls.begin(), calls.begin() + static_cast<std::ptrdiff_t>(scenario->speech_calls_before));
+    EXPECT_THAT(calls, ElementsAre("0:stop", "0:destroy", "1:stop", "1:destroy", "2:stop", "2:destroy",
+                                   "3:stop", "3:destroy", "4:stop", "4:destroy"));
+}
+
+TEST_F(HandlerStop, PipeServer_IsDisconnectedAtOnceAndDeletedByATaskBeforeTheDisplaysAreCleared) {
     EXPECT_TRUE(scenario->server_was_there);
+    EXPECT_FALSE(scenario->server_was_there_at_clear);
     EXPECT_EQ(Access::Server(scenario->handler()).load(), nullptr);
     EXPECT_EQ(scenario->log().OfFunction("PipeServer::Disconnect").size(), 1u);
     EXPECT_TRUE(scenario->log().Contains(LogLevel::Debug, "task loop end"));

@@ -131,9 +131,9 @@ TEST_F(HandlerPersistence, SavingWithNoEntry_WritesTheWordNull_WhichLoadingRefus
     EXPECT_TRUE(log().Contains(LogLevel::Warn, "parse json failed."));
 }
 
-TEST_F(HandlerPersistence, NumbersInAnArray_EnterTheSetAsText) {
-    Load(R"({"RV2":[12,"345",true]})");
-    EXPECT_THAT(Active()[DeviceType::RV2], ElementsAre("12", "345", "true"));
+TEST_F(HandlerPersistence, NumbersAndNullInAnArray_EnterTheSetAsText) {
+    Load(R"({"RV2":[null,12,"345",true]})");
+    EXPECT_THAT(Active()[DeviceType::RV2], ElementsAre("", "12", "345", "true"));
 }
 
 TEST_F(HandlerPersistence, ElementThatNoTextCanBeMadeOf_IsSkipped) {

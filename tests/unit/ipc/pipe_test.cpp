@@ -35,15 +35,24 @@ protected:
     }
 };
 
-/// The payload of the next JSON frame.
-Json::Value ReadEvent(ClientEnd& client) {
+/// The payload of the next frame.
+std::string ReadText(ClientEnd& client) {
     const std::string frame = client.ReadFrame();
     EXPECT_GT(frame.size(), 12u);
-    return frame.size() > 12 ? ParseJson(frame.substr(12)) : Json::Value();
+    return frame.size() > 12 ? frame.substr(12) : std::string();
+}
+
+/// The next event, held against the schema.
+Json::Value ReadEvent(ClientEnd& client) {
+    const std::string text = ReadText(client);
+    EXPECT_EQ(CheckEvent(text), "") << text;
+    return ParseJson(text);
 }
 
 TEST_F(HandlerOnThePipe, Initialize_GoesThroughItsStepsInOrder) {
+    SetSpeechCallHook([](const std::string& call) { LogFormatted(LogLevel::Trace, "engine {}", call); });
     Start();
+    SetSpeechCallHook(nullptr);
     const char* const steps[] = {"IpcHandler::Initialize:",
                                  "IpcHandler::ReadCommandlineForTrackwire:",
                                  "IpcHandler::LoadActiveDevices:",
@@ -51,6 +60,10 @@ TEST_F(HandlerOnThePipe, Initialize_GoesThroughItsStepsInOrder) {
                                  "IpcHandler::RetrieveAudioStoragePathFromRegistry:",
                                  "IpcHandler::CreateMultiDir:",
                                  "IpcHandler::CreateVoteDeckObjects:",
+                                 "engine 0:recognizer(",
+                                 "engine 0:start(",
+                                 "engine 1:evaluator(",
+                                 "engine 4:start(",
                                  "PipeServer::Connect:"};
     std::size_t last = 0;
     for (const char* const step : steps) {
@@ -214,13 +227,12 @@ TEST_F(HandlerOnThePipe, SecondClient_GetsTheEventsOfTasksThatWaitedDuringTheGap
     ConnectClient().Close();
     WaitUntilOffered();
     for (int i = 0; i < 3; ++i) {
-        handler().PostTask(
-            [this, i] { handler().SendIPCMesage("{\"event\":\"x\",\"number\":" + std::to_string(i) + "}"); });
+        handler().PostTask([this, i] { handler().SendIPCMesage("text " + std::to_string(i)); });
     }
     EXPECT_EQ(Access::QueuedTasks(handler()), 3u) << "the task thread waits for the client";
     ClientEnd& client = ConnectClient();
     for (int i = 0; i < 3; ++i) {
-        EXPECT_EQ(ReadEvent(client)["number"], i);
+        EXPECT_EQ(ReadText(client), "text " + std::to_string(i));
     }
 }
 
@@ -285,6 +297,33 @@ TEST_F(HandlerOnThePipe, FailedCreationOfThePipe_IsLoggedAsConnectedAllTheSame) 
     std::promise<void> ran;
     handler().PostTask([&ran] { ran.set_value(); });
     EXPECT_EQ(ran.get_future().wait_for(LogCapture::kPatience), std::future_status::ready);
+}
+
+TEST_F(HandlerOnThePipe, FailedCreationOfTheNextInstance_LeavesNoPipe_AndTasksRunAndEventsAreLost) {
+    Start();
+    ClientEnd& client = ConnectClient();
+    EXPECT_TRUE(log().WaitForCount("IPC connected", 1));
+    log().Clear();
+    FailNextServerPipe(231);
+    client.Close();
+    ASSERT_TRUE(log().WaitFor("IPC connected"));
+    EXPECT_TRUE(log().Contains(LogLevel::Warn, "CreateNamedPipe failed:231"));
+    EXPECT_TRUE(log().Contains(LogLevel::Warn, "ConnectNamedPipe failed:6"));
+    const auto ran = std::make_shared<std::promise<void>>();
+    handler().PostTask([this, ran] {
+        handler().SendIPCMesage("lost");
+        ran->set_value();
+    });
+    ASSERT_EQ(ran->get_future().wait_for(LogCapture::kPatience), std::future_status::ready);
+    PipeServer& server = *Access::Server(handler());
+    EXPECT_EQ(PipeServerAccess::Pipe(server), InvalidPipeHandle());
+    EXPECT_EQ(PipeServerAccess::Io(server), nullptr);
+    EXPECT_EQ(log().OfFunction("PipeServer::SendMsg").size(), 1u);
+    // Nobody tries again: there is nothing to open, and nothing waits to be run.
+    EXPECT_EQ(OpenServerPipe(std::chrono::milliseconds(300)), nullptr);
+    EXPECT_EQ(log().Count("CreateServerPipe begin"), 1u);
+    EXPECT_EQ(log().Count("Connect begin"), 1u);
+    EXPECT_EQ(Access::QueuedTasks(handler()), 0u);
 }
 #endif
 

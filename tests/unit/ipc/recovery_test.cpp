@@ -2,6 +2,10 @@
 
 #include "common/Event.h"
 
+#if !defined(_WIN32)
+#include "native/NativeSeam.h"
+#endif
+
 namespace vdipc::test {
 namespace {
 
@@ -58,9 +62,43 @@ TEST_F(HandlerRecovery, WatchdogRoutineWithoutAPing_ReportsAndCallsTheQuitCallba
     EXPECT_TRUE(log().Contains(LogLevel::Debug, "WaitForMultipleObjects result=WAIT_TIMEOUT, exit process"));
     const auto records = TrackwireRecords("vdk_listening_ping_timeout");
     ASSERT_EQ(records.size(), 1u);
-    EXPECT_EQ(records[0].pairs.size(), 2u);
+    EXPECT_THAT(records[0].Keys(), testing::ElementsAre("Action", "reporttime"));
     EXPECT_EQ(Access::PingListeningStopEvent(handler()).load(), nullptr);
 }
+
+#if !defined(_WIN32)
+TEST_F(HandlerRecovery, WatchdogRoutineWhoseWaitFails_WarnsAndCallsTheQuitCallbackWithoutTelemetry) {
+    int quits = 0;
+    handler().SetQuitCallback([&quits] { ++quits; });
+    log().Clear();
+    ForceNextWaitForEither(kWaitFailed, 6);
+    const std::size_t events = NativeOpenEvents();
+    Access::ListenPing(handler());
+    EXPECT_EQ(quits, 1);
+    ASSERT_EQ(log().Lines().size(), 1u) << log().Text();
+    EXPECT_EQ(log().Lines()[0].level, LogLevel::Warn);
+    EXPECT_EQ(log().Lines()[0].function, "IpcHandler::ListenPing");
+    EXPECT_EQ(log().Lines()[0].rest, "WaitForMultipleObjects result=WAIT_FAILED, error=6, exit process");
+    EXPECT_TRUE(TrackwireRecords().empty());
+    EXPECT_EQ(Access::PingReceivedEvent(handler()).load(), nullptr);
+    EXPECT_EQ(Access::PingListeningStopEvent(handler()).load(), nullptr);
+    EXPECT_EQ(NativeOpenEvents(), events);
+}
+
+TEST_F(HandlerRecovery, WatchdogRoutineWhoseWaitGivesAnythingElse_SaysSoAndCallsTheQuitCallback) {
+    int quits = 0;
+    handler().SetQuitCallback([&quits] { ++quits; });
+    log().Clear();
+    ForceNextWaitForEither(128, 0);
+    Access::ListenPing(handler());
+    EXPECT_EQ(quits, 1);
+    ASSERT_EQ(log().Lines().size(), 1u) << log().Text();
+    EXPECT_EQ(log().Lines()[0].level, LogLevel::Debug);
+    EXPECT_EQ(log().Lines()[0].rest, "WaitForMultipleObjects result=128, exit process");
+    EXPECT_TRUE(TrackwireRecords().empty());
+    EXPECT_EQ(Access::PingListeningStopEvent(handler()).load(), nullptr);
+}
+#endif
 
 TEST_F(HandlerRecovery, ReadError_IsOnlyATask) {
     UseServer();

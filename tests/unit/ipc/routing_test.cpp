@@ -205,12 +205,17 @@ TEST_F(HandlerRouting, SecondInitOfRealObjects_LeavesTheActivatedDevicesAsTheyWe
 
 TEST_F(HandlerRouting, FailedDecodingOfInit_LeavesTheOldPreferredType) {
     AddAll(kDeviceStatusConnected);
+    UseServer();
     Init("any");
+    ASSERT_EQ(SentEvents().size(), 1u);
+    log().Clear();
     for (const DeviceType kind : kAllKinds) {
         EXPECT_CALL(Device(kind), Uninitialize()).Times(0);
+        EXPECT_CALL(Device(kind), Initialize()).Times(0);
     }
     Init("Audio");
     EXPECT_EQ(Access::Preferred(handler()), PreferredDeviceType::Any);
+    EXPECT_TRUE(SentEvents().empty());
     EXPECT_EQ(TrackwireRecords("ipc_vdk_command_init").size(), 1u);
 }
 
@@ -236,8 +241,10 @@ TEST_P(HandlerRoutingBadInput, Message_IsDroppedAfterOneLogLine) {
 INSTANTIATE_TEST_SUITE_P(All, HandlerRoutingBadInput,
                          testing::Values("", "hello", "[]", "7", "null", "{}", R"({"command":1})",
                                          R"({"command":"Init"})", R"({"command":"dance"})",
-                                         R"({"command":"init"})", R"({"command":"ask","device":"0"})",
-                                         R"({"command":"stop"})", R"({"command":"text","device":3})",
+                                         R"({"command":"init"})",
+                                         R"({"command":"init","preferred-device-type":"Audio"})", R"("init")",
+                                         R"({"command":"ask","device":"0"})", R"({"command":"stop"})",
+                                         R"({"command":"text","device":3})",
                                          R"({"command":"hi","device":"0"})", R"({"command":"drop"})"));
 
 struct TelemetryRow {

@@ -17,6 +17,15 @@ protected:
         WriteFile("command_line", text);
         Access::ReadCommandlineForTrackwire(handler());
     }
+
+    /// Levels and texts of the reading's lines.
+    std::vector<std::string> Said() {
+        std::vector<std::string> said;
+        for (const LogLine& line : log().OfFunction("IpcHandler::ReadCommandlineForTrackwire")) {
+            said.push_back(line.level_name + " " + line.rest);
+        }
+        return said;
+    }
 };
 
 TEST_F(HandlerTelemetry, Version_IsToldAsWideText) {
@@ -48,15 +57,21 @@ TEST_F(HandlerTelemetry, CommandLine_IsHandedOnInOrderAsRead) {
         "{\"login_cid\":\"c\xC3\xA9\",\"login_lnum\":\"l\",\"login_cnum\":\"n\",\"other\":\"x\"}");
     EXPECT_THAT(TrackwireSetters(), ElementsAre(Pair("SetBigClassIdA", "l"), Pair("SetLessonNumA", "n"),
                                                 Pair("SetClassIdA", "c\xC3\xA9")));
-    EXPECT_TRUE(log().Contains("read command line: {\"login_cid\""));
-    EXPECT_TRUE(log().Contains("live_id=l"));
-    EXPECT_TRUE(log().Contains("lesson_num=n"));
-    EXPECT_TRUE(log().Contains("class_id=c\xC3\xA9"));
+    EXPECT_THAT(Said(),
+                ElementsAre("Trace ",
+                            "Debug read command line: {\"login_cid\":\"c\xC3\xA9\",\"login_lnum\":\"l\","
+                            "\"login_cnum\":\"n\",\"other\":\"x\"}",
+                            "Debug live_id=l", "Debug lesson_num=n", "Debug class_id=c\xC3\xA9"));
 }
 
 TEST_F(HandlerTelemetry, KeyThatHoldsANumber_IsSkippedAndOtherKeysApply) {
     ReadCommandLine(R"({"login_cid":7,"login_cnum":"n","login_lnum":null})");
     EXPECT_THAT(TrackwireSetters(), ElementsAre(Pair("SetLessonNumA", "n")));
+    EXPECT_THAT(Said(),
+                ElementsAre("Trace ",
+                            R"(Debug read command line: {"login_cid":7,"login_cnum":"n","login_lnum":null})",
+                            "Debug lesson_num=n"))
+        << "a key that is skipped has no line";
 }
 
 TEST_F(HandlerTelemetry, CommandLineOfAnArray_IsRefused) {

@@ -5,6 +5,8 @@
 #include "doubles/ClosedDoubles.h"
 #include "support/DeviceMocks.h"
 #include "support/LogCapture.h"
+#include "support/SchemaCheck.h"
+#include "support/VoteDeckObjectBaseAccess.h"
 
 #include <algorithm>
 #include <cstdint>
@@ -19,15 +21,6 @@
 #include <json/json.h>
 
 namespace vdipc {
-
-struct VoteDeckObjectBaseAccess {
-    static const std::map<std::string, EvaluateRequest>& ReservedRequests(const VoteDeckObjectBase& d) {
-        return d.reserved_request_map_;
-    }
-    static const std::set<std::string>& ReservedIds(const VoteDeckObjectBase& d) {
-        return d.reserved_id_set_;
-    }
-};
 
 namespace test {
 
@@ -112,6 +105,7 @@ protected:
     explicit DeviceTest(DeviceType device_type = DeviceType::RV2) : device_(device_type) {
         ON_CALL(listener_, SendIPCMesage).WillByDefault([this](const std::string& text) {
             steps_.push_back("message");
+            EXPECT_EQ(CheckEvent(text), "") << text;
             messages_.push_back(ParseJson(text));
         });
         ON_CALL(listener_, SendTrackwire).WillByDefault([this](CTrackwire& record) {

@@ -6,6 +6,7 @@
 #include "drivers/USBListener.h"
 #include "drivers/VoteDeckObject_RV2.h"
 #include "support/LogCapture.h"
+#include "support/SchemaCheck.h"
 
 #include <algorithm>
 #include <chrono>
@@ -106,6 +107,7 @@ public:
         posted_.notify_all();
     }
     void SendIPCMesage(const std::string& text) override {
+        EXPECT_EQ(CheckEvent(text), "") << text;
         Json::Value event;
         std::istringstream stream(text);
         Json::parseFromStream(Json::CharReaderBuilder(), stream, &event, nullptr);

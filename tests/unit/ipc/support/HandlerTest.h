@@ -7,6 +7,7 @@
 #include "support/LogCapture.h"
 #include "support/PipeAccess.h"
 #include "support/PipeEnds.h"
+#include "support/SchemaCheck.h"
 
 #include <atomic>
 #include <chrono>
@@ -72,8 +73,8 @@ bool WaitUntil(Condition condition, std::chrono::milliseconds timeout = LogCaptu
     return true;
 }
 
-/// A handler with mocked device objects and its log. Works in an empty directory of its own, since "command_line" lies in the working directory, and without a
-/// devices.json.
+/// A handler with mocked device objects and its log. Works without a devices.json, and in an empty directory of its own,
+/// since "command_line" lies in the working directory.
 class HandlerWorld {
 public:
     HandlerWorld() {
@@ -129,10 +130,11 @@ public:
     /// A pipe server that nobody has connected to. What it is told to send stands in the log and is lost.
     void UseServer() { delete Access::Server(handler()).exchange(new PipeServer(nullptr, nullptr, nullptr)); }
 
-    /// The events handed to the server since the log was cleared, parsed.
+    /// The events handed to the server since the log was cleared, held against the schema and parsed.
     std::vector<Json::Value> SentEvents() const {
         std::vector<Json::Value> events;
         for (const LogLine& line : log_.OfFunction("PipeServer::SendMsg")) {
+            EXPECT_EQ(CheckEvent(line.rest), "") << line.rest;
             events.push_back(ParseJson(line.rest));
         }
         return events;
