@@ -2,6 +2,7 @@
 // and under C.UTF-8, whose code page is 1252.
 
 #include "tests/system/support/SystemTest.h"
+#include "tools/common/WideText.h"
 
 #include <windows.h>
 
@@ -34,6 +35,29 @@ TEST_F(CodePage936, ChineseTextAndRows_GoToTheKeypadAndComeBackUnharmed) {
     EXPECT_EQ(Calls("SendContext").at(0)["args"]["row1"]["text"], "\u4e2d\u6587");
     Do(R"({"do":"key","kind":"RV2","keypad":1,"key":"A"})");
     EXPECT_EQ(client.Expect("key-pressed")["custom"], "\u6d4b\u9a8c");
+}
+
+TEST_F(CodePage936, ChineseStemAndSpokenText_GoToTheEngineAndComeBackUnharmed) {
+    environment_["TMP"] = tools::Utf8FromWide(Directory());
+    environment_["TEMP"] = environment_["TMP"];
+    Start();
+    TestClient client;
+    Init(client);
+    ConnectKeypads(client, "RV2", 1, 2);
+    Do(R"({"do":"speech","engine":"recognizer","rule":"fixed","result":"\u82f9\u679c"})");
+    client.Send("ask 1 audio-multiple-chn custom=\u6d4b\u9a8c stem=\u4e2d\u6587");
+    client.Send("ask 2 audio custom=\u542c\u529b");
+    ASSERT_TRUE(WaitForCalls("StartQuestion", 2));
+    Do(R"({"do":"audio","make":"tone","bytes":6444,"keypads":[1,2]})");
+    // By the engine's rule the result is the stem as the engine got it.
+    const Json::Value evaluated = client.Expect("voice-evaluated", R"({"device":"1"})");
+    EXPECT_EQ(evaluated["custom"], "\u6d4b\u9a8c");
+    EXPECT_EQ(evaluated["data"]["result"], "\u4e2d\u6587");
+    ASSERT_EQ(Calls("evaluate").size(), 1U);
+    EXPECT_EQ(Calls("evaluate").at(0)["args"]["stems"][0], "\u4e2d\u6587");
+    const Json::Value recognized = client.Expect("audio-recognized", R"({"device":"2"})");
+    EXPECT_EQ(recognized["custom"], "\u542c\u529b");
+    EXPECT_EQ(recognized["data"]["result"], "\u82f9\u679c");
 }
 
 TEST_F(CodePage936, TextThatTheCodePageCannotHold_StillGivesAnEvent) {

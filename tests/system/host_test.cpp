@@ -2,6 +2,7 @@
 
 #include "tests/system/support/SystemTest.h"
 
+#include "support/SchemaCheck.h"
 #include "tools/common/Process.h"
 #include "tools/common/WideText.h"
 
@@ -25,7 +26,12 @@ protected:
         ProcessOptions options;
         options.executable = OwnDirectory() + L"vdclient.exe";
         options.arguments = arguments;
-        options.on_output = [this](const std::string& line) { output_.push_back(line); };
+        options.on_output = [this](const std::string& line) {
+            output_.push_back(line);
+            if (Parsed(line).isMember("event")) {
+                EXPECT_EQ(CheckEvent(line), "") << line;
+            }
+        };
         options.on_error = [this](const std::string& line) { errors_ += line + "\n"; };
         Process process(options);
         for (const std::string& line : lines) {
@@ -78,6 +84,7 @@ TEST_F(HostSystem, KilledClient_NeverEndsTheHost) {
         options.arguments = {"--timeout", "30000"};
         std::atomic<bool> answered{false};
         options.on_output = [&answered](const std::string& line) {
+            EXPECT_EQ(CheckEvent(line), "") << line;
             answered = answered || line.find("device-inited") != std::string::npos;
         };
         Process client(options);
@@ -194,9 +201,26 @@ TEST_F(HostSystem, UndecodableMessages_AreLoggedAndDropped) {
         ASSERT_TRUE(client.SendBytes(tools::JsonFrameBytes(text)));
     }
     ASSERT_TRUE(WaitForLog("task begin msg=", before + 9));
+    // A good command behind them: when it has been reported, they have been through.
+    client.Send("drop 77");
+    ASSERT_TRUE(WaitFor([this] { return Telemetry("ipc_vdk_command_drop").size() == 1; }));
     client.Settle();
     EXPECT_TRUE(client.Rest().empty());
+    EXPECT_EQ(Telemetry("ipc_vdk_command_init").size(), 1U);
     EXPECT_TRUE(Telemetry("ipc_vdk_command_ask").empty());
+}
+
+TEST_F(HostSystem, HostThatSkipsUninitialize_EndsWithTheStandardTermination) {
+    expect_clean_end_ = false;
+    arguments_ = {"--skip-stop"};
+    Start();
+    {
+        TestClient client;
+        Init(client);
+    }
+    TheHost().TheProcess().CloseInput();
+    EXPECT_EQ(WaitForHostEnd(), 3U) << "the run-time library's number for an abort";
+    EXPECT_EQ(CountInLog("task loop end"), 0U);
 }
 
 TEST_F(HostSystem, MissingLibrary_IsAClearError) {

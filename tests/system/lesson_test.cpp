@@ -2,11 +2,14 @@
 
 #include "tests/system/support/SystemTest.h"
 
+#include "support/SchemaCheck.h"
 #include "tools/common/Process.h"
 #include "tools/common/WideText.h"
 
 #include <filesystem>
 #include <fstream>
+#include <set>
+#include <sstream>
 
 namespace vdipc::test {
 namespace {
@@ -22,7 +25,21 @@ protected:
         options.on_error = [this](const std::string& line) { output_ += line + "\n"; };
         tools::Process process(options);
         EXPECT_TRUE(process.Wait(170000));
+        CheckClientsEvents();
         return process.ExitCode();
+    }
+
+    /// Holds every line that the lesson's clients printed against the schema: events all of them, no two with one id.
+    void CheckClientsEvents() {
+        std::istringstream lines(GetFile("lesson\\client.jsonl"));
+        std::set<std::string> ids;
+        events_ = 0;
+        for (std::string line; std::getline(lines, line); ++events_) {
+            EXPECT_EQ(CheckEvent(line), "") << line;
+            const Json::Value event = Parsed(line);
+            EXPECT_TRUE(event["event"] == "voice-record" || ids.insert(event["id"].asString()).second)
+                << line;
+        }
     }
 
     std::string Written(const std::string& name, const std::string& text) {
@@ -31,6 +48,7 @@ protected:
     }
 
     std::string output_;
+    std::size_t events_ = 0;  // of the lesson that was played last
 };
 
 TEST_F(LessonSystem, BaseStationLesson_PlaysToItsEnd) {
@@ -39,16 +57,19 @@ TEST_F(LessonSystem, BaseStationLesson_PlaysToItsEnd) {
     EXPECT_LT(std::chrono::steady_clock::now() - begin, std::chrono::seconds(60));
     EXPECT_NE(output_.find("SIMULATED"), std::string::npos);
     EXPECT_NE(output_.find("seed 2026"), std::string::npos);
+    EXPECT_GT(events_, 100U);
     EXPECT_NE(output_.find("The host has stopped cleanly."), std::string::npos);
 }
 
 TEST_F(LessonSystem, UsbReceiversLesson_PlaysToItsEnd) {
     EXPECT_EQ(Play(std::string(VDIPC_SOURCE_DIR) + "/lessons/usb-receivers.lesson"), 0U) << output_;
+    EXPECT_GT(events_, 20U);
     EXPECT_NE(output_.find("The host has stopped cleanly."), std::string::npos);
 }
 
 TEST_F(LessonSystem, VoiceLesson_PlaysToItsEnd) {
     EXPECT_EQ(Play(std::string(VDIPC_SOURCE_DIR) + "/lessons/voice.lesson"), 0U) << output_;
+    EXPECT_GT(events_, 20U);
     EXPECT_NE(output_.find("said \"pear\", score 100"), std::string::npos) << output_;
 }
 

@@ -102,6 +102,8 @@ int main() {
     bool keep_running = false;
     app.add_option("--library", library, "the library to load")->capture_default_str();
     app.add_flag("--keep-running", keep_running, "go on when standard input ends");
+    bool skip_stop = false;
+    app.add_flag("--skip-stop", skip_stop, "end without Uninitialize, to see what comes of it")->group("");
     app.allow_windows_style_options(false);
     std::vector<std::string> arguments = Utf8Arguments();
     try {
@@ -145,6 +147,9 @@ int main() {
 
     WaitForSingleObject(g_end_event, INFINITE);
     PrintState("stopping", g_reason);
+    if (skip_stop) {
+        return 0;
+    }
     WaitForTheOfferOfThePipe();
     handler->Uninitialize();
     PrintState("stopped", "");

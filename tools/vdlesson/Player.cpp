@@ -102,6 +102,11 @@ void Player::StartHost() {
     const std::filesystem::path directory(options_.directory);
     std::filesystem::remove(directory / L"devices.json");
     std::filesystem::remove(directory / L"vote_deck.conf");
+    {
+        const std::lock_guard lock(mutex_);
+        client_lines_.close();
+        client_lines_.open(directory / L"client.jsonl", std::ios::binary | std::ios::trunc);
+    }
     if (!lesson_.config.empty()) {
         std::ofstream(directory / L"vote_deck.conf", std::ios::binary) << lesson_.config;
     }
@@ -192,6 +197,7 @@ void Player::OnClientLine(const std::string& line) {
         Tell("event: " + line);
     }
     const std::lock_guard lock(mutex_);
+    client_lines_ << line << std::endl;
     events_.push_back(std::move(event));
     changed_.notify_all();
 }

@@ -10,6 +10,7 @@
 #include <condition_variable>
 #include <cstdint>
 #include <deque>
+#include <fstream>
 #include <map>
 #include <memory>
 #include <mutex>
@@ -87,6 +88,7 @@ private:
     std::unique_ptr<Host> host_;
     std::unique_ptr<Process> client_;
     std::mutex mutex_;  // guards events_ and client_lines_
+    std::ofstream client_lines_;
     std::condition_variable changed_;
     std::deque<Event> events_;
     std::set<std::string> ignored_;

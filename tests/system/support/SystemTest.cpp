@@ -11,6 +11,7 @@
 #include <atomic>
 #include <filesystem>
 #include <fstream>
+#include <set>
 
 namespace vdipc::test {
 namespace {
@@ -25,6 +26,14 @@ std::size_t CountIn(const std::string& text, const std::string& part) {
 
 /// Connections that clients of this process hold.
 std::atomic<int> g_connected{0};
+
+/// Whether no event that any client of this process has seen had this id.
+bool IsNewId(const std::string& id) {
+    static std::mutex mutex;
+    static std::set<std::string> seen;
+    const std::lock_guard lock(mutex);
+    return seen.insert(id).second;
+}
 
 }  // namespace
 
@@ -90,6 +99,9 @@ void TestClient::ReadLoop() {
             EXPECT_EQ(frame.command, 2018);
             EXPECT_EQ(CheckEvent(frame.payload), "") << frame.payload;
             all_.push_back(Parsed(frame.payload));
+            // The one event that nobody gives an id.
+            const std::string id = all_.back()["id"].asString();
+            EXPECT_TRUE(all_.back()["event"] == "voice-record" ? id.empty() : IsNewId(id)) << frame.payload;
             pending_.push_back(all_.back());
         }
         changed_.notify_all();
@@ -195,6 +207,7 @@ void SystemTest::TearDown() {
 void SystemTest::Start() {
     tools::HostOptions options;
     options.directory = directory_;
+    options.arguments = arguments_;
     options.environment = environment_;
     options.on_output = [this](const std::string& line) {
         const std::lock_guard lock(lines_mutex_);

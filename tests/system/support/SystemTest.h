@@ -80,6 +80,8 @@ protected:
 
     /// Environment of the next host, for instance CLASSROOM_STATION.
     std::map<std::string, std::string> environment_;
+    /// Words of the next host's command line.
+    std::vector<std::string> arguments_;
     /// Misuse of a closed library, or an end other than a clean one, is what the test is about.
     bool expect_clean_end_ = true;
 
