@@ -12,7 +12,8 @@
 #define TRACKWIRE_API
 #endif
 
-/// One record: made on the stack, filled in order, sent once, dropped. Narrow text is in the active code page.
+/// One record: made on the stack, filled in order, sent once, dropped. Narrow text is in the active code page, but for
+/// what is passed on as it came, in UTF-8: whole messages, results of the speech service, class and lesson data.
 class TRACKWIRE_API CTrackwire {
 public:
     CTrackwire();
