@@ -8,7 +8,9 @@ namespace vdipc::tools {
 
 struct ClassroomClient::Connection {
     explicit Connection(int port) : client("127.0.0.1", port) {
-        client.set_keep_alive(true);
+        // A connection that is kept makes the server look at it a hundred times a second, to the end of the host's process,
+        // and Wine hangs now and then in the end of a process that is in the middle of a request.
+        client.set_keep_alive(false);
         client.set_tcp_nodelay(true);
         client.set_connection_timeout(10);
         client.set_read_timeout(60);
