@@ -8,6 +8,8 @@
 
 #include <windows.h>
 
+#include <algorithm>
+
 namespace vdipc::test {
 namespace {
 
@@ -262,6 +264,29 @@ TEST_F(ClientSystem, LinesOfInput_MayBeJsonAndShortForms) {
                         {R"({"command":"init","preferred-device-type":"non-audio"})", "text 0 row1=x"}),
               0U);
     ASSERT_TRUE(WaitFor([this] { return Telemetry("ipc_vdk_command_text").size() == 1; }));
+}
+
+TEST_F(ClientSystem, ClassroomLines_MoveAndShowTheSimulatedClassroom) {
+    environment_["CLASSROOM_PLUGGED"] = "TQ1";
+    Start();
+    EXPECT_EQ(RunClient({"--wait", "activated", "--classroom", std::to_string(TheHost().ClassroomPort())},
+                        {"init non-audio", R"(classroom {"do":"connect","kind":"TQ1","keypad":7})",
+                         "classroom state", R"(classroom {"do":"dance"})"}),
+              0U);
+    const auto shown = [this](const std::string& pattern) {
+        return std::any_of(output_.begin(), output_.end(),
+                           [&](const std::string& line) { return Holds(Parsed(line), Parsed(pattern)); });
+    };
+    EXPECT_TRUE(shown(R"({"event":"activated","device":"7"})"));
+    EXPECT_TRUE(shown(R"({"ok":true})"));
+    EXPECT_TRUE(shown(R"({"receivers":{"TQ1":{"plugged":true}}})"));
+    EXPECT_NE(errors_.find("dance"), std::string::npos) << errors_;
+}
+
+TEST_F(ClientSystem, ClassroomThatIsNowhere_IsAClearError) {
+    Start();
+    EXPECT_EQ(RunClient({"--classroom", "Z:\\nowhere\\classroom.port"}, {"classroom state"}), 0U);
+    EXPECT_NE(errors_.find("no simulated classroom's port in"), std::string::npos) << errors_;
 }
 
 TEST_F(ClientSystem, RawBytes_GoOutAsTheyStand) {

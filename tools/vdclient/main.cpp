@@ -1,8 +1,10 @@
 // A console for the pipe: JSON lines on standard input become frames, frames become JSON lines on standard output.
 
 #include "pipe/PipeData.h"
+#include "tools/common/ClassroomClient.h"
 #include "tools/common/PipeClient.h"
 #include "tools/common/ShortForms.h"
+#include "tools/common/Stage.h"
 #include "tools/common/WideText.h"
 
 #include <CLI/CLI.hpp>
@@ -18,7 +20,9 @@
 #include <memory>
 #include <mutex>
 #include <set>
+#include <stdexcept>
 #include <string>
+#include <string_view>
 #include <thread>
 
 namespace {
@@ -36,6 +40,7 @@ struct Options {
     std::uint32_t ping_ms = 0;
     std::uint32_t listen_ms = 0;
     std::string wait_event;
+    std::string classroom = Utf8FromWide(OwnDirectory()) + "classroom.port";
     bool raw = false;
     std::vector<std::string> words;
 };
@@ -171,6 +176,21 @@ std::string BytesOfLine(const std::string& line, bool raw) {
     return JsonFrameBytes(JsonOfShortForm(SplitWords(line)));
 }
 
+constexpr std::string_view kClassroomWord = "classroom ";
+
+/// What the simulated classroom answers to one action, or to the word "state". `where` is its port, or the file that
+/// holds it. Raises std::runtime_error with words for the user.
+std::string AskClassroom(const std::string& where, const std::string& words) {
+    const bool number = !where.empty() && where.find_first_not_of("0123456789") == std::string::npos;
+    const std::string port = number ? where : ReadWholeFile(WideFromUtf8(where));
+    if (port.empty() || port.size() > 5 || port.find_first_not_of("0123456789") != std::string::npos) {
+        throw std::runtime_error("no simulated classroom's port in " + where +
+                                 "; name it, or its file beside the host, with --classroom");
+    }
+    ClassroomClient classroom(std::stoi(port));
+    return CompactJson(words == "state" ? classroom.State() : classroom.Do(ParseJsonText(words)));
+}
+
 int Complain(const std::string& words, int code) {
     std::cerr << "vdclient: " << words << std::endl;
     return code;
@@ -216,6 +236,14 @@ int Run(const Options& options) {
             if (line.find_first_not_of(" \t\r") == std::string::npos) {
                 continue;
             }
+            if (line.starts_with(kClassroomWord)) {
+                try {
+                    console.Print(AskClassroom(options.classroom, line.substr(kClassroomWord.size())));
+                } catch (const std::runtime_error& error) {
+                    Complain(error.what(), kExitUsage);
+                }
+                continue;
+            }
             try {
                 if (!console.Send(BytesOfLine(line, options.raw))) {
                     return Complain("the connection was lost: " + client.LastError(), kExitConnectionLost);
@@ -251,6 +279,11 @@ int main() {
     app.add_option("--wait", options.wait_event, "stay connected until an event of this name has come");
     app.add_flag("--raw", options.raw,
                  "lines of standard input are bytes in hexadecimal, sent as they stand");
+    app.add_option(
+           "--classroom", options.classroom,
+           "port of the simulated classroom, or the file that holds it: lines \"classroom {JSON}\" move it, "
+           "\"classroom state\" shows it")
+        ->capture_default_str();
     app.add_option("command", options.words, "a command in its short form, or one JSON object");
     app.positionals_at_end();
     app.allow_windows_style_options(false);
