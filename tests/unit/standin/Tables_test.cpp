@@ -85,7 +85,10 @@ TEST_F(TablesTest, Receiver_HasItsSixAndTenSlots) {
                Byte{8}, Byte{9}, Byte{3});
     Slot<void>(control, 2, std::int32_t{0}, L"path");
     Slot<void>(control, 3, std::int32_t{0}, L"path");
+    const std::size_t heard = listener.heard.All().size();
     Slot<void>(control, 4);
+    // The link goes down and comes back on a thread of the classroom, and a receiver tells nothing meanwhile.
+    EXPECT_EQ(heard + 2, listener.heard.Await(heard + 2).size());
     EXPECT_EQ('{', *Slot<const char*>(control, 6));
     Slot<void>(control, 8, &none, std::int32_t{5});
     Slot<void>(control, 9, &none);
