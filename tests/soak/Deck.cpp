@@ -254,4 +254,9 @@ bool Deck::StillAsks(const std::string& device, const std::string& custom) const
     return found != questions_.end() && found->second.open && found->second.custom == custom;
 }
 
+std::string Deck::OpenType(const std::string& device) const {
+    const auto found = questions_.find(device);
+    return found != questions_.end() && found->second.open ? found->second.type : "";
+}
+
 }  // namespace vdipc::soak

@@ -68,6 +68,8 @@ public:
 
     /// Whether a speech result still has its question.
     bool StillAsks(const std::string& device, const std::string& custom) const;
+    /// The type of the open question; empty where none is.
+    std::string OpenType(const std::string& device) const;
 
     const std::set<std::string>& Active() const { return active_; }
     void Remember(const std::set<std::string>& active) { active_ = active; }

@@ -1,35 +1,18 @@
 // One lesson, all of whose steps follow from its seed.
 #pragma once
 
+#include "soak/Picks.h"
 #include "soak/Referee.h"
 
 #include <cstdint>
 #include <deque>
 #include <map>
-#include <random>
-#include <set>
 #include <string>
 #include <vector>
 
 #include <json/json.h>
 
 namespace vdipc::soak {
-
-/// Random choices that are the same with every standard library.
-class Dice {
-public:
-    explicit Dice(std::uint64_t seed) : engine_(seed) {}
-
-    std::uint32_t Below(std::uint32_t bound) { return static_cast<std::uint32_t>(engine_() % bound); }
-    bool Percent(std::uint32_t chance) { return Below(100) < chance; }
-    template <typename Value>
-    const Value& Pick(const std::vector<Value>& values) {
-        return values[Below(static_cast<std::uint32_t>(values.size()))];
-    }
-
-private:
-    std::mt19937_64 engine_;
-};
 
 class Lesson {
 public:
@@ -61,28 +44,38 @@ private:
     void Settle();
     void SettleIfLate(Kind kind);
 
+    // Steps of the client's.
     void Init();
     void Ask();
-    void Ask(const std::string& device, const std::string& type);
-    void AskFirst(const Json::Value& keypads, const std::vector<std::string>& types);
+    void Ask(const Json::Value& question);
+    void AskFirst(const Json::Value& keypads, const std::string& type);
     void StopOrDrop();
     void TextOrSignal();
     void Nonsense();
+    void LoseClient();
+
+    // Steps of the classroom's.
     void Keys();
+    void Press(Kind kind, const Json::Value& keypads, const std::vector<int>& keys);
     void ComeOrGo();
+    void Move(const char* what, Kind kind, const Json::Value& keypads);
     void Record();
+    void RecordOn(Kind kind, const Json::Value& keypads);
     void AnswerSpeech();
+    void Answer(const std::vector<OpenRequest>& open);
     void MoveReceiver();
     void MoveStation();
     void BeginOrEndFault();
-    void LoseClient();
     void TellAbout();
+
+    // Several that make sense one after the other.
+    void ComeLate();
+    void DropAndComeBack();
+    void AnswerTooLate();
 
     Kind PickKind();
     std::string PickDevice();
     Json::Value PickKeypads(Kind kind, std::uint32_t most);
-    int PickKey();
-    std::string PickText();
 
     const std::uint64_t seed_;
     const bool verbose_;

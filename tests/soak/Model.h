@@ -77,6 +77,9 @@ public:
     /// Receivers that the client may use now, in the order that it hears of them.
     std::vector<Kind> Usable() const;
     const std::set<std::string>& Active(Kind kind) const { return decks_.at(kind).Active(); }
+    std::string OpenType(Kind kind, const std::string& device) const {
+        return decks_.at(kind).OpenType(device);
+    }
 
 private:
     struct Told {  // a receiver's own words

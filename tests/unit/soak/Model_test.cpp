@@ -59,6 +59,16 @@ TEST_F(SoakModel, MultipleChoice_CollectsUntilConfirmed) {
     EXPECT_EQ(Press(Kind::TQ1, 5, {3, 1, 3, 9, 5, 2}), std::vector<std::string>{"CA"});
 }
 
+TEST_F(SoakModel, MultipleChoice_ForgetsTheLettersBeforeTheClearKey) {
+    InitAny();
+    for (const int clear : {6, 8}) {
+        Told(R"({"command":"ask","device":"5","type":"multiple-choice"})");
+        EXPECT_EQ(Press(Kind::TQ1, 5, {1, clear, 2, 7}), std::vector<std::string>{"B"});
+        Told(R"({"command":"ask","device":"5","type":"multiple-choice"})");
+        EXPECT_EQ(Press(Kind::TQ1, 5, {1, 2, clear, 5}), std::vector<std::string>{""});
+    }
+}
+
 TEST_F(SoakModel, QuestionForAll_ReachesThoseThatAreActive) {
     InitAny();
     Bind(Kind::TQ1, 5);
@@ -74,6 +84,71 @@ TEST_F(SoakModel, DroppedLW_ComesBackWithNine) {
     Told(R"({"command":"ask","device":"0","type":"general"})");
     Told(R"({"command":"drop","device":"5"})");
     EXPECT_EQ(Press(Kind::LW, 5, {1, 9, 9, 0}), (std::vector<std::string>{"activated", "G", ""}));
+}
+
+TEST_F(SoakModel, DroppedKeypadOfAnotherKind_StaysOut) {
+    InitAny();
+    Bind(Kind::TQ1, 5);
+    Told(R"({"command":"ask","device":"0","type":"general"})");
+    Told(R"({"command":"drop","device":"5"})");
+    EXPECT_TRUE(Press(Kind::TQ1, 5, {9, 9, 1}).empty());
+}
+
+TEST_F(SoakModel, OpenType_IsOfTheQuestionThatIsAskedNow) {
+    InitAny();
+    EXPECT_EQ(model_.OpenType(Kind::LW, "5"), "");
+    Told(R"({"command":"ask","device":"0","type":"general"})");
+    EXPECT_EQ(model_.OpenType(Kind::LW, "5"), "");
+    Bind(Kind::LW, 5);
+    EXPECT_EQ(model_.OpenType(Kind::LW, "5"), "general");
+    Told(R"({"command":"ask","device":"5","type":"true-false"})");
+    EXPECT_EQ(model_.OpenType(Kind::LW, "5"), "true-false");
+    Told(R"({"command":"stop","device":"5"})");
+    EXPECT_EQ(model_.OpenType(Kind::LW, "5"), "");
+}
+
+TEST_F(SoakModel, LateLW_TakesTheQuestionOfAllButItsParam) {
+    InitAny();
+    Told(R"({"command":"ask","device":"6","type":"evaluation","context":{"param":{"own":1}}})");
+    Told(R"({"command":"ask","device":"0","type":"evaluation","custom":"q",)"
+         R"("context":{"param":{"all":1},"audio-file-name-prefix":"s-"}})");
+    Bind(Kind::LW, 5);
+    Bind(Kind::LW, 6);
+    std::vector<Due> due;
+    model_.Record(Kind::LW, 5, {4000, true, false, false, 0.0}, due);
+    EXPECT_TRUE(due.empty());
+    model_.Record(Kind::LW, 6, {4000, true, false, false, 0.0}, due);
+    ASSERT_EQ(due.size(), 1U);
+    EXPECT_TRUE(due[0].request);
+    EXPECT_EQ(due[0].value["param"]["own"], 1);
+    EXPECT_FALSE(due[0].value["param"].isMember("all"));
+    EXPECT_EQ(due[0].value["template"]["custom"], "q");
+}
+
+TEST_F(SoakModel, LateSpeechResult_GoesOutWhileTheQuestionStandsWithItsCustomText) {
+    struct Case {
+        const char* then;
+        std::size_t events;
+    };
+    const std::vector<Case> cases = {
+        {R"({"command":"text","device":"5"})", 1},
+        {R"({"command":"stop","device":"5"})", 0},
+        {R"({"command":"drop","device":"5"})", 0},
+        {R"({"command":"ask","device":"5","type":"general","custom":"other"})", 0},
+        {R"({"command":"ask","device":"5","type":"general","custom":"q"})", 1}};
+    InitAny();
+    for (const Case& one : cases) {
+        Told(R"({"command":"ask","device":"5","type":"audio","custom":"q"})");
+        std::vector<Due> due;
+        model_.Record(Kind::TQ1, 5, {4000, true, false, false, 0.0}, due);
+        ASSERT_EQ(due.size(), 1U);
+        const std::string id = std::string("id of ") + one.then;
+        model_.Asked(id, due[0].value);
+        Told(one.then);
+        std::vector<Due> told;
+        model_.Answered("recognizer", id, {"words", 0.0F, "", 1, 2}, told);
+        EXPECT_EQ(told.size(), one.events) << one.then;
+    }
 }
 
 TEST_F(SoakModel, RV1_IsActivatedByEveryKey) {
