@@ -52,3 +52,28 @@ function(vdipc_precompile name)
     target_precompile_headers(${name} PRIVATE ${ARGN})
   endif()
 endfunction()
+
+# Lets a target's sources be compiled several at a time, as one: most of their time goes into headers that they share. Each
+# source still compiles alone, as in the builds without the option and in the check in Microsoft mode.
+function(vdipc_unity name batch)
+  if(VDIPC_UNITY)
+    set_target_properties(${name} PROPERTIES UNITY_BUILD ON UNITY_BUILD_BATCH_SIZE ${batch})
+  endif()
+endfunction()
+
+# For everything that surrounds the product: compiled in batches, not optimised, and for Windows by clang if told so.
+function(vdipc_quick_compile name batch)
+  vdipc_unity(${name} ${batch})
+  if(VDIPC_CLANG_AROUND AND MINGW)
+    set_target_properties(${name} PROPERTIES CXX_COMPILER_LAUNCHER "${PROJECT_SOURCE_DIR}/cmake/clang-for-windows")
+    target_compile_options(${name} PRIVATE -O0)
+    # GNU's linker refuses what both compilers emit with different sizes, the types' descriptions for one. The product is
+    # GNU's alone, and linked by it.
+    get_target_property(_type ${name} TYPE)
+    if(_type MATCHES "EXECUTABLE|SHARED_LIBRARY")
+      target_link_options(${name} PRIVATE "-B${PROJECT_SOURCE_DIR}/cmake/lld/")
+    else()
+      target_link_options(${name} INTERFACE "-B${PROJECT_SOURCE_DIR}/cmake/lld/")
+    endif()
+  endif()
+endfunction()

@@ -1,7 +1,8 @@
 #!/bin/bash
-# Usage: build-dependencies.sh DIR
+# Usage: build-dependencies.sh DIR [benchmark]
 # Fetches the pinned source packages with a private deb-src list and builds them into DIR/mingw (cross) and
-# DIR/native (this machine's compiler). DIR/complete is written last: a broken run is simply run again.
+# DIR/native (this machine's compiler), both at once. DIR/complete is written last: a broken run is simply run again.
+# With "benchmark", which only ./dev bench needs, that one alone, and DIR/benchmark-complete.
 set -euo pipefail
 here=$(cd "$(dirname "$0")" && pwd)
 . "$here/dependencies.sh"
@@ -11,14 +12,13 @@ mkdir -p "$dir"/{log,src,apt/lists/partial,apt/archives/partial}
 step() { # what log command...
   local what=$1 log=$dir/log/$2.log started=$SECONDS
   shift 2
-  printf '   %-34s' "$what"
   if ! "$@" >"$log" 2>&1; then
-    printf 'FAILED\n'
+    printf '   %-34sFAILED\n' "$what"
     tail -n 30 "$log" >&2
     echo "The whole log is $log" >&2
     exit 1
   fi
-  printf '%4d s\n' $((SECONDS - started))
+  printf '   %-34s%4d s\n' "$what" $((SECONDS - started))
 }
 
 # The package manager's own list of hosts, read as a list of sources. A list of our own needs a state
@@ -68,26 +68,38 @@ build() { # mingw|native name source cmake-options...
     cmake --build "$dir/work/$kind-$name" && cmake --install "$dir/work/$kind-$name"
 }
 
-rm -f "$dir/revisions" "$dir/complete"
-step "package lists" update update
-for entry in "${VDIPC_SOURCES[@]}"; do
-  # shellcheck disable=SC2086 # name and version are two words on purpose
-  step "fetch $entry" "fetch-${entry%% *}" fetch $entry
-done
-for kind in mingw native; do
-  step "jsoncpp ($kind)" "$kind-jsoncpp" build $kind jsoncpp libjsoncpp -DJSONCPP_WITH_TESTS=OFF \
+build_all() { # kind
+  local kind=$1 threads=()
+  step "jsoncpp ($kind)" "$kind-jsoncpp" build "$kind" jsoncpp libjsoncpp -DJSONCPP_WITH_TESTS=OFF \
     -DJSONCPP_WITH_POST_BUILD_UNITTEST=OFF -DJSONCPP_WITH_PKGCONFIG_SUPPORT=OFF -DBUILD_STATIC_LIBS=ON \
     -DBUILD_OBJECT_LIBS=OFF
-  step "fmt ($kind)" "$kind-fmt" build $kind fmt fmtlib -DFMT_TEST=OFF -DFMT_DOC=OFF
+  step "fmt ($kind)" "$kind-fmt" build "$kind" fmt fmtlib -DFMT_TEST=OFF -DFMT_DOC=OFF
   # With winpthreads as the compiler's thread model, GoogleTest is told to use the system's own primitives.
-  [ $kind = mingw ] && threads=(-Dgtest_disable_pthreads=ON) || threads=()
-  step "googletest ($kind)" "$kind-googletest" build $kind googletest googletest -DBUILD_GMOCK=ON "${threads[@]}"
+  [ "$kind" != mingw ] || threads=(-Dgtest_disable_pthreads=ON)
+  step "googletest ($kind)" "$kind-googletest" build "$kind" googletest googletest -DBUILD_GMOCK=ON \
+    -DCMAKE_CXX_FLAGS_RELEASE=-O1 "${threads[@]}"
   mkdir -p "$dir/$kind/include"
   cp "$dir/src/cpp-httplib/httplib.h" "$dir/$kind/include/"
+}
+
+[ "${2:-}" = benchmark ] || rm -f "$dir/revisions" "$dir/complete"
+step "package lists" update update
+for entry in "${VDIPC_SOURCES[@]}"; do
+  [ "${entry%% *}" = benchmark ] && only=benchmark || only=
+  # shellcheck disable=SC2086 # name and version are two words on purpose
+  [ "${2:-}" != "$only" ] || step "fetch $entry" "fetch-${entry%% *}" fetch $entry
 done
-# The checks at configure time would run programs of the other system.
-step "benchmark (mingw)" mingw-benchmark build mingw benchmark benchmark -DBENCHMARK_ENABLE_TESTING=OFF \
-  -DBENCHMARK_ENABLE_WERROR=OFF -DBENCHMARK_INSTALL_DOCS=OFF -DGIT_VERSION=1.7.1 -DHAVE_STD_REGEX=1 \
-  -DHAVE_STEADY_CLOCK=1
+if [ "${2:-}" = benchmark ]; then
+  # The checks at configure time would run programs of the other system.
+  step "benchmark (mingw)" mingw-benchmark build mingw benchmark benchmark -DBENCHMARK_ENABLE_TESTING=OFF \
+    -DBENCHMARK_ENABLE_WERROR=OFF -DBENCHMARK_INSTALL_DOCS=OFF -DGIT_VERSION=1.7.1 -DHAVE_STD_REGEX=1 \
+    -DHAVE_STEADY_CLOCK=1
+else
+  # Each source compiles for long on one processor only.
+  build_all mingw &
+  mingw=$!
+  build_all native || { wait $mingw; exit 1; }
+  wait $mingw
+fi
 rm -rf "$dir/work" "$dir/apt" "$dir/src"
-touch "$dir/complete"
+touch "$dir/${2:+$2-}complete"

@@ -17,7 +17,9 @@ command=(clang++ --target=x86_64-pc-windows-msvc -std=c++20 -fsyntax-only
   -isystem /usr/x86_64-w64-mingw32/include -isystem "$root/build/deps/mingw/include" -I "$root/src"
   -Wall -Wextra -Wpedantic -Wgnu -Wvla-extension -Wno-unknown-warning-option -Werror)
 if [ $# -eq 0 ]; then
-  mapfile -t files < <(find "$root/src" \( -name '*.cpp' -o -name '*.h' \) | sort)
+  # A header that a source includes before anything else is compiled alone already.
+  mapfile -t files < <(cd "$root/src" && find . \( -name '*.cpp' -o -name '*.h' \) -printf '%P\n' | sort |
+    grep -vxFf <(grep -hm1 -r --include='*.cpp' '^#include "' . | cut -d'"' -f2) | sed "s|^|$root/src/|")
 else
   files=("$@")
 fi

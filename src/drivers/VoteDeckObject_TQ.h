@@ -65,6 +65,12 @@ public:
     static EnumFlashingColor ConvertColor(HiArgumentColor color);
 
 private:
+    // Numbers of the receivers' questions that stand for something else.
+    static constexpr std::int32_t kGeneralQuestion = 6;
+    static constexpr std::int32_t kLockDevice = 17;
+    static constexpr std::int32_t kUnlockDevice = 18;
+    static constexpr std::int32_t kEndQuestion = 128;
+
     friend struct VoteDeckObject_TQAccess;
 
     /// The rows of a SetText.

@@ -11,12 +11,6 @@ namespace {
 
 constexpr std::int32_t kKeyThatComesBack = 9;
 
-// Numbers of questions that stand for something else.
-constexpr std::int32_t kGeneralQuestion = 6;
-constexpr std::int32_t kLockDevice = 17;
-constexpr std::int32_t kUnlockDevice = 18;
-constexpr std::int32_t kEndQuestion = 128;
-
 using Buffer = std::shared_ptr<const std::vector<std::uint8_t>>;
 
 Buffer CopyBuffer(const std::uint8_t* data, std::uint32_t size) {

@@ -7,10 +7,6 @@
 namespace vdipc {
 namespace {
 
-// Numbers of questions that stand for something else.
-constexpr std::int32_t kLockDevice = 17;
-constexpr std::int32_t kEndQuestion = 128;
-
 std::uint8_t Narrow(std::int32_t value) {
     return static_cast<std::uint8_t>(value);
 }

@@ -12,7 +12,7 @@ namespace {
 using message_text::ParseMessageNamed;
 using message_text::ReadText;
 
-void ReadInt(const Json::Value& object, const char* key, std::int32_t* field) {
+void ReadIntIfPresent(const Json::Value& object, const char* key, std::int32_t* field) {
     const Json::Value& value = object[key];
     if (value.isInt()) {
         *field = value.asInt();
@@ -52,7 +52,7 @@ bool DecodeSpeechResult(const std::string& text, const char* name, Event* record
         !ReadInt64(data, "end_time", &record->end_time) || !ReadText(data, "result", &record->result)) {
         return false;
     }
-    ReadInt(data, "score", &record->score);
+    ReadIntIfPresent(data, "score", &record->score);
     ReadDouble(data, "lost_package_rate", &record->lost_package_rate);
     return ReadText(root, "extra", &record->extra) && ReadText(root, "custom", &record->custom);
 }
@@ -81,7 +81,7 @@ bool MessageCodec::DecodeEvent(const std::string& text, EventEvaluated* record) 
     if (!data.isObject()) {
         return false;
     }
-    ReadInt(data, "error", &record->error);
+    ReadIntIfPresent(data, "error", &record->error);
     ReadDouble(data, "lost_package_rate", &record->lost_package_rate);
     // The encoder writes an object here, so a template never fills this.
     const Json::Value& raw_result = data["raw_result"];

@@ -9,7 +9,7 @@
 namespace vdipc::classroom {
 namespace {
 
-struct NamedEvent {
+struct ReceiverEvent {
     const char* name;
     void (IVoteDeckEventOld::*call)();
 };
@@ -19,9 +19,9 @@ struct NamedLinkEvent {
     void (IInternalEventListener::*call)();
 };
 
-constexpr NamedEvent kEvents[] = {{"OnSetContextSuccess", &IVoteDeckEventOld::OnSetContextSuccess},
-                                  {"OnSendToDevice", &IVoteDeckEventOld::OnSendToDevice},
-                                  {"OnDataSentFailed", &IVoteDeckEventOld::OnDataSentFailed}};
+constexpr ReceiverEvent kReceiverEvents[] = {{"OnSetContextSuccess", &IVoteDeckEventOld::OnSetContextSuccess},
+                                             {"OnSendToDevice", &IVoteDeckEventOld::OnSendToDevice},
+                                             {"OnDataSentFailed", &IVoteDeckEventOld::OnDataSentFailed}};
 
 constexpr NamedLinkEvent kLinkEvents[] = {{"OnReSendCommend", &IInternalEventListener::OnReSendCommend},
                                           {"OnSendData", &IInternalEventListener::OnSendData},
@@ -213,13 +213,13 @@ Outcome Receiver::TellDeviceInfo(const std::string& text, std::int32_t number, b
 }
 
 bool Receiver::HasEvent(const std::string& name) {
-    return Find(kEvents, name) != nullptr || Find(kLinkEvents, name) != nullptr;
+    return Find(kReceiverEvents, name) != nullptr || Find(kLinkEvents, name) != nullptr;
 }
 
 Outcome Receiver::TellEvent(const std::string& name, bool wait) {
     return world_.RunOnLane(
         [this, name] {
-            const NamedEvent* const event = Find(kEvents, name);
+            const ReceiverEvent* const event = Find(kReceiverEvents, name);
             const NamedLinkEvent* const link_event = Find(kLinkEvents, name);
             int calls = 0;
             for (ReceiverObject* const object : Objects()) {

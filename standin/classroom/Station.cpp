@@ -11,19 +11,20 @@
 namespace vdipc::classroom {
 namespace {
 
-struct NamedEvent {
+struct StationEvent {
     const char* name;
     void (IVoteDeckEvent::*call)();
 };
 
-constexpr NamedEvent kEvents[] = {{"OnKeypadStateEvent", &IVoteDeckEvent::OnKeypadStateEvent},
-                                  {"OnKeypadLowBatteryEvent", &IVoteDeckEvent::OnKeypadLowBatteryEvent},
-                                  {"OnMCUUpdateProgress", &IVoteDeckEvent::OnMCUUpdateProgress},
-                                  {"OnRepeatedConnectionKeypad", &IVoteDeckEvent::OnRepeatedConnectionKeypad},
-                                  {"OnLogEvent", &IVoteDeckEvent::OnLogEvent}};
+constexpr StationEvent kStationEvents[] = {
+    {"OnKeypadStateEvent", &IVoteDeckEvent::OnKeypadStateEvent},
+    {"OnKeypadLowBatteryEvent", &IVoteDeckEvent::OnKeypadLowBatteryEvent},
+    {"OnMCUUpdateProgress", &IVoteDeckEvent::OnMCUUpdateProgress},
+    {"OnRepeatedConnectionKeypad", &IVoteDeckEvent::OnRepeatedConnectionKeypad},
+    {"OnLogEvent", &IVoteDeckEvent::OnLogEvent}};
 
-const NamedEvent* FindEvent(const std::string& name) {
-    for (const NamedEvent& event : kEvents) {
+const StationEvent* FindEvent(const std::string& name) {
+    for (const StationEvent& event : kStationEvents) {
         if (name == event.name) {
             return &event;
         }
@@ -184,7 +185,7 @@ int Station::DeliverEvent(const std::string& name) {
         const std::lock_guard lock(world_.mutex);
         object = connected_;
     }
-    const NamedEvent* const event = FindEvent(name);
+    const StationEvent* const event = FindEvent(name);
     if (object == nullptr || event == nullptr) {
         return 0;
     }

@@ -9,7 +9,7 @@
 namespace vdipc::test {
 namespace {
 
-std::mutex g_mutex;  // guards the chain of captures and all their lines
+std::mutex g_captures_mutex;  // guards the chain of captures and all their lines
 std::condition_variable g_more;
 LogCapture* g_youngest = nullptr;
 
@@ -41,7 +41,7 @@ std::size_t CountIn(const std::vector<LogLine>& lines, const std::string& text) 
 
 struct LogCaptureSink {
     static void Take(std::int32_t level, const char* text) {
-        std::lock_guard lock(g_mutex);
+        std::lock_guard lock(g_captures_mutex);
         if (g_youngest != nullptr) {
             g_youngest->lines_.push_back(ParseLogLine(static_cast<LogLevel>(level), text));
             g_more.notify_all();
@@ -83,25 +83,25 @@ LogLine ParseLogLine(LogLevel level, const std::string& text) {
 }
 
 LogCapture::LogCapture() {
-    std::lock_guard lock(g_mutex);
+    std::lock_guard lock(g_captures_mutex);
     outer_ = g_youngest;
     g_youngest = this;
     former_ = ExchangeLogHandler(&LogCaptureSink::Take);
 }
 
 LogCapture::~LogCapture() {
-    std::lock_guard lock(g_mutex);
+    std::lock_guard lock(g_captures_mutex);
     ExchangeLogHandler(former_);
     g_youngest = outer_;
 }
 
 std::vector<LogLine> LogCapture::Lines() const {
-    std::lock_guard lock(g_mutex);
+    std::lock_guard lock(g_captures_mutex);
     return lines_;
 }
 
 std::vector<std::string> LogCapture::Messages() const {
-    std::lock_guard lock(g_mutex);
+    std::lock_guard lock(g_captures_mutex);
     std::vector<std::string> messages;
     for (const LogLine& line : lines_) {
         messages.push_back(line.message);
@@ -110,7 +110,7 @@ std::vector<std::string> LogCapture::Messages() const {
 }
 
 std::vector<std::string> LogCapture::Rests() const {
-    std::lock_guard lock(g_mutex);
+    std::lock_guard lock(g_captures_mutex);
     std::vector<std::string> rests;
     for (const LogLine& line : lines_) {
         rests.push_back(line.rest);
@@ -119,7 +119,7 @@ std::vector<std::string> LogCapture::Rests() const {
 }
 
 std::vector<LogLine> LogCapture::Find(const std::string& rest) const {
-    std::lock_guard lock(g_mutex);
+    std::lock_guard lock(g_captures_mutex);
     std::vector<LogLine> found;
     std::copy_if(lines_.begin(), lines_.end(), std::back_inserter(found),
                  [&rest](const LogLine& line) { return line.rest == rest; });
@@ -127,7 +127,7 @@ std::vector<LogLine> LogCapture::Find(const std::string& rest) const {
 }
 
 std::vector<LogLine> LogCapture::OfFunction(const std::string& function) const {
-    std::lock_guard lock(g_mutex);
+    std::lock_guard lock(g_captures_mutex);
     std::vector<LogLine> found;
     std::copy_if(lines_.begin(), lines_.end(), std::back_inserter(found),
                  [&function](const LogLine& line) { return line.function == function; });
@@ -139,14 +139,14 @@ bool LogCapture::Contains(const std::string& text) const {
 }
 
 bool LogCapture::Contains(LogLevel level, const std::string& text) const {
-    std::lock_guard lock(g_mutex);
+    std::lock_guard lock(g_captures_mutex);
     return std::any_of(lines_.begin(), lines_.end(), [level, &text](const LogLine& line) {
         return line.level == level && line.message.find(text) != std::string::npos;
     });
 }
 
 std::size_t LogCapture::Count(const std::string& text) const {
-    std::lock_guard lock(g_mutex);
+    std::lock_guard lock(g_captures_mutex);
     return CountIn(lines_, text);
 }
 
@@ -156,17 +156,17 @@ bool LogCapture::WaitFor(const std::string& text, std::chrono::milliseconds time
 
 bool LogCapture::WaitForCount(const std::string& text, std::size_t count,
                               std::chrono::milliseconds timeout) const {
-    std::unique_lock lock(g_mutex);
+    std::unique_lock lock(g_captures_mutex);
     return g_more.wait_for(lock, timeout, [this, &text, count] { return CountIn(lines_, text) >= count; });
 }
 
 void LogCapture::Clear() {
-    std::lock_guard lock(g_mutex);
+    std::lock_guard lock(g_captures_mutex);
     lines_.clear();
 }
 
 std::string LogCapture::Text() const {
-    std::lock_guard lock(g_mutex);
+    std::lock_guard lock(g_captures_mutex);
     std::string text;
     for (const LogLine& line : lines_) {
         text += "[" + line.level_name + "] " + line.message + "\n";

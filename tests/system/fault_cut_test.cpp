@@ -14,8 +14,6 @@ namespace {
 using tools::JsonFrameBytes;
 using tools::PingBytes;
 
-constexpr std::chrono::milliseconds kSoon{30000};
-
 /// Three frames whose arrival can be counted: two commands that the host hears of, and a ping between them.
 class CutStream {
 public:

@@ -25,8 +25,6 @@ namespace {
 
 using Sets = std::map<std::string, std::set<std::string>>;
 
-constexpr std::chrono::milliseconds kStopDeadline{12000};
-
 class FileFaults : public FaultTest {
 protected:
     std::filesystem::path InStage(const std::string& name) const {

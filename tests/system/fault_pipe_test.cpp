@@ -15,8 +15,6 @@ namespace {
 using tools::JsonFrameBytes;
 using tools::PingBytes;
 
-constexpr std::chrono::milliseconds kSoon{30000};
-
 class PipeFaults : public FaultTest {};
 
 /// The read in which a frame breaks off after so many of its bytes.

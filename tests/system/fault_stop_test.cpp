@@ -16,10 +16,6 @@ namespace {
 
 using tools::JsonFrameBytes;
 
-constexpr std::chrono::milliseconds kSoon{30000};
-/// Two seconds are the library's own; the rest is for a loaded machine.
-constexpr std::chrono::milliseconds kStopDeadline{12000};
-
 /// What a stop leaves behind where the library was in the middle of a read, or of a write: the event of that operation.
 constexpr std::size_t kReadEvent = 1;
 constexpr std::size_t kWriteEvent = 1;

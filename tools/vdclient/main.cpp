@@ -60,7 +60,7 @@ bool ParseJson(const std::string& text, Json::Value& value, std::string& errors)
 /// What came over the pipe, told to whoever waits for it.
 class Console {
 public:
-    Console(PipeClient& client, const Options& options) : client_(client), options_(options) {}
+    explicit Console(PipeClient& client) : client_(client) {}
 
     void ReadUntilLost() {
         Frame frame;
@@ -134,7 +134,6 @@ private:
     }
 
     PipeClient& client_;
-    const Options& options_;
     std::mutex mutex_;
     std::condition_variable changed_;
     std::set<std::string> seen_;
@@ -220,7 +219,7 @@ int Run(const Options& options) {
     case OpenResult::Failed:
         return Complain("can't open the pipe: " + client.LastError(), kExitNobodyServes);
     }
-    static Console console(client, options);
+    static Console console(client);
     std::thread([] { console.ReadUntilLost(); }).detach();
     if (options.ping_ms > 0) {
         std::thread([&options] { console.PingEvery(options.ping_ms); }).detach();

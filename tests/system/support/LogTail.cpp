@@ -9,8 +9,6 @@
 #include <utility>
 
 namespace vdipc::test {
-namespace {
-
 std::size_t CountIn(const std::string& text, const std::string& part) {
     std::size_t count = 0;
     for (std::size_t at = text.find(part); at != std::string::npos; at = text.find(part, at + part.size())) {
@@ -18,8 +16,6 @@ std::size_t CountIn(const std::string& text, const std::string& part) {
     }
     return count;
 }
-
-}  // namespace
 
 LogTail::LogTail(std::wstring directory) : directory_(std::move(directory)) {}
 

@@ -8,6 +8,9 @@
 
 namespace vdipc::test {
 
+/// How often a part stands in a text.
+std::size_t CountIn(const std::string& text, const std::string& part);
+
 class LogTail {
 public:
     /// The stage in which the log comes into being; one of an earlier run is read first.

@@ -2,6 +2,7 @@
 
 #include "pipe/PipeServer.h"
 #include "support/SchemaCheck.h"
+#include "tests/system/support/LogTail.h"
 #include "tools/common/ShortForms.h"
 #include "tools/common/WideText.h"
 
@@ -15,14 +16,6 @@
 
 namespace vdipc::test {
 namespace {
-
-std::size_t CountIn(const std::string& text, const std::string& part) {
-    std::size_t count = 0;
-    for (std::size_t at = text.find(part); at != std::string::npos; at = text.find(part, at + part.size())) {
-        ++count;
-    }
-    return count;
-}
 
 /// Connections that clients of this process hold.
 std::atomic<int> g_connected{0};
@@ -234,7 +227,7 @@ void SystemTest::Stop() {
         CheckNoMisuse();
         // A stop between the loss of a client and the library's wait for the next one never ends: the library knows this
         // race, and has no guard against it.
-        EXPECT_TRUE(WaitFor([this] { return g_connected > 0 || IsListening(); }));
+        EXPECT_TRUE(WaitFor([] { return g_connected > 0 || IsListening(); }));
     }
     host_->TheProcess().CloseInput();
     const bool ended = host_->TheProcess().Wait(60000);

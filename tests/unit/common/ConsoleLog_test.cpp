@@ -1,7 +1,7 @@
 #include "common/Clock.h"
 #include "common/ConsoleLog.h"
+#include "support/Printed.h"
 
-#include <algorithm>
 #include <array>
 #include <cstdio>
 #include <regex>
@@ -14,16 +14,7 @@
 namespace vdipc {
 namespace {
 
-template <typename Action>
-std::string Printed(Action action) {
-    std::fflush(stdout);
-    testing::internal::CaptureStdout();
-    action();
-    std::fflush(stdout);
-    std::string text = testing::internal::GetCapturedStdout();
-    text.erase(std::remove(text.begin(), text.end(), '\r'), text.end());
-    return text;
-}
+using test::Printed;
 
 std::string LevelNameOf(int level) {
     const std::string line =

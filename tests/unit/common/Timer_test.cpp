@@ -1,4 +1,5 @@
 #include "common/Timer.h"
+#include "support/Printed.h"
 
 #include <atomic>
 #include <chrono>
@@ -18,6 +19,8 @@
 
 namespace vdipc {
 namespace {
+
+using test::Printed;
 
 using Clock = std::chrono::steady_clock;
 using std::chrono::milliseconds;
@@ -52,15 +55,6 @@ private:
     int count_ = 0;
     std::thread::id thread_;
 };
-
-template <typename Action>
-std::string Printed(Action action) {
-    std::fflush(stdout);
-    testing::internal::CaptureStdout();
-    action();
-    std::fflush(stdout);
-    return testing::internal::GetCapturedStdout();
-}
 
 std::string AddressText(const void* address) {
     char text[64] = {};

@@ -20,7 +20,7 @@ using test::With;
 using test::Without;
 
 template <typename Event>
-bool Decodes(const Json::Value& message) {
+bool DecodesAsEvent(const Json::Value& message) {
     Event event;
     return MessageCodec::DecodeEvent(OneLine(message), &event);
 }
@@ -121,11 +121,11 @@ TYPED_TEST(DecodeSpeech, EncodedRecord_ComesBackWhole) {
 
 TYPED_TEST(DecodeSpeech, EventDeviceExtraAndCustom_AreRequired) {
     const Json::Value message = Message<TypeParam>();
-    ASSERT_TRUE(Decodes<TypeParam>(message));
+    ASSERT_TRUE(DecodesAsEvent<TypeParam>(message));
     for (const char* key : {"event", "device", "extra", "custom"}) {
-        EXPECT_FALSE(Decodes<TypeParam>(Without(message, key))) << key;
+        EXPECT_FALSE(DecodesAsEvent<TypeParam>(Without(message, key))) << key;
         for (const Json::Value& value : ValuesOfOtherTypes(Json::stringValue)) {
-            EXPECT_FALSE(Decodes<TypeParam>(With(message, key, value))) << key << ": " << value;
+            EXPECT_FALSE(DecodesAsEvent<TypeParam>(With(message, key, value))) << key << ": " << value;
         }
     }
 }
@@ -139,35 +139,35 @@ TYPED_TEST(DecodeSpeech, IdAndKey_AreOptional) {
         EXPECT_EQ(event.id, "");
         EXPECT_EQ(event.key, "");
     }
-    EXPECT_TRUE(Decodes<TypeParam>(Without(Without(message, "id"), "key")));
+    EXPECT_TRUE(DecodesAsEvent<TypeParam>(Without(Without(message, "id"), "key")));
 }
 
 TYPED_TEST(DecodeSpeech, Data_MustBeAnObject) {
     const Json::Value message = Message<TypeParam>();
-    EXPECT_FALSE(Decodes<TypeParam>(Without(message, "data")));
+    EXPECT_FALSE(DecodesAsEvent<TypeParam>(Without(message, "data")));
     for (const Json::Value& value : ValuesOfOtherTypes(Json::objectValue)) {
-        EXPECT_FALSE(Decodes<TypeParam>(With(message, "data", value))) << value;
+        EXPECT_FALSE(DecodesAsEvent<TypeParam>(With(message, "data", value))) << value;
     }
 }
 
 TYPED_TEST(DecodeSpeech, StartAndEndTime_AreRequiredIntegersOf64Bits) {
     const Json::Value message = Message<TypeParam>();
     for (const char* key : {"start_time", "end_time"}) {
-        EXPECT_FALSE(Decodes<TypeParam>(With(message, "data", Without(message["data"], key)))) << key;
+        EXPECT_FALSE(DecodesAsEvent<TypeParam>(With(message, "data", Without(message["data"], key)))) << key;
         for (const Json::Value& value : ValuesOfOtherTypes(Json::intValue)) {
-            EXPECT_FALSE(Decodes<TypeParam>(WithData<TypeParam>(message, key, value)))
+            EXPECT_FALSE(DecodesAsEvent<TypeParam>(WithData<TypeParam>(message, key, value)))
                 << key << ": " << value;
         }
-        EXPECT_FALSE(Decodes<TypeParam>(
+        EXPECT_FALSE(DecodesAsEvent<TypeParam>(
             WithData<TypeParam>(message, key, Json::Value(Json::UInt64(9223372036854775808ULL)))));
     }
 }
 
 TYPED_TEST(DecodeSpeech, Result_IsRequired) {
     const Json::Value message = Message<TypeParam>();
-    EXPECT_FALSE(Decodes<TypeParam>(With(message, "data", Without(message["data"], "result"))));
+    EXPECT_FALSE(DecodesAsEvent<TypeParam>(With(message, "data", Without(message["data"], "result"))));
     for (const Json::Value& value : ValuesOfOtherTypes(Json::stringValue)) {
-        EXPECT_FALSE(Decodes<TypeParam>(WithData<TypeParam>(message, "result", value))) << value;
+        EXPECT_FALSE(DecodesAsEvent<TypeParam>(WithData<TypeParam>(message, "result", value))) << value;
     }
 }
 
@@ -242,18 +242,18 @@ TEST(DecodeEvaluated, EveryKey_GoesIntoItsField) {
 TEST(DecodeEvaluated, EventDeviceExtraAndCustom_AreRequired) {
     const Json::Value message = Message<EventEvaluated>();
     for (const char* key : {"event", "device", "extra", "custom"}) {
-        EXPECT_FALSE(Decodes<EventEvaluated>(Without(message, key))) << key;
+        EXPECT_FALSE(DecodesAsEvent<EventEvaluated>(Without(message, key))) << key;
         for (const Json::Value& value : ValuesOfOtherTypes(Json::stringValue)) {
-            EXPECT_FALSE(Decodes<EventEvaluated>(With(message, key, value))) << key << ": " << value;
+            EXPECT_FALSE(DecodesAsEvent<EventEvaluated>(With(message, key, value))) << key << ": " << value;
         }
     }
 }
 
 TEST(DecodeEvaluated, Data_MustBeAnObjectWhoseKeysAreOptional) {
     const Json::Value message = Message<EventEvaluated>();
-    EXPECT_FALSE(Decodes<EventEvaluated>(Without(message, "data")));
+    EXPECT_FALSE(DecodesAsEvent<EventEvaluated>(Without(message, "data")));
     for (const Json::Value& value : ValuesOfOtherTypes(Json::objectValue)) {
-        EXPECT_FALSE(Decodes<EventEvaluated>(With(message, "data", value))) << value;
+        EXPECT_FALSE(DecodesAsEvent<EventEvaluated>(With(message, "data", value))) << value;
     }
     EventEvaluated event;
     ASSERT_TRUE(
@@ -269,8 +269,8 @@ TEST(DecodeEvaluated, Data_MustBeAnObjectWhoseKeysAreOptional) {
 
 TEST(DecodeEvaluated, Id_IsOptional) {
     const Json::Value message = Message<EventEvaluated>();
-    EXPECT_TRUE(Decodes<EventEvaluated>(Without(message, "id")));
-    EXPECT_TRUE(Decodes<EventEvaluated>(With(message, "id", 5)));
+    EXPECT_TRUE(DecodesAsEvent<EventEvaluated>(Without(message, "id")));
+    EXPECT_TRUE(DecodesAsEvent<EventEvaluated>(With(message, "id", 5)));
 }
 
 TEST(DecodeEvaluated, RawResultOfAnEncodedEvent_IsNotReadBack) {

@@ -13,11 +13,11 @@
 namespace vdipc {
 namespace {
 
-using Rows = std::vector<std::pair<std::string, int>>;
+using NumbersAndNames = std::vector<std::pair<std::string, int>>;
 
 /// Every row in both tables, and nothing else in either.
 template <typename Number>
-void ExpectRows(const Vocabulary<Number>& vocabulary, const Rows& rows) {
+void ExpectRows(const Vocabulary<Number>& vocabulary, const NumbersAndNames& rows) {
     EXPECT_EQ(vocabulary.numbers.size(), rows.size());
     EXPECT_EQ(vocabulary.names.size(), rows.size());
     for (const auto& [name, number] : rows) {

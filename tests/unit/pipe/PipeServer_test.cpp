@@ -31,7 +31,7 @@ using test::PingFrame;
 using test::PingReplyFrame;
 using test::PipeServerTest;
 
-constexpr std::chrono::milliseconds kInstant{200};
+constexpr std::chrono::milliseconds kLittleWhile{200};
 
 /// Level, and text without the source line, of what one function logged.
 std::vector<std::string> Said(const test::LogCapture& log, const std::string& function) {
@@ -48,12 +48,12 @@ TEST_F(PipeServerTest, Construction_LogsAndTouchesNoPipe) {
     EXPECT_EQ(Said(log_, "PipeServer::PipeServer"), Lines{"Trace "});
     EXPECT_EQ(PipeServerAccess::Pipe(server_), InvalidPipeHandle());
     EXPECT_EQ(PipeServerAccess::Io(server_), nullptr);
-    EXPECT_EQ(test::OpenServerPipe(kInstant), nullptr);
+    EXPECT_EQ(test::OpenServerPipe(kLittleWhile), nullptr);
 }
 
 TEST_F(PipeServerTest, Connect_BlocksUntilAClientComes_AndThenServesIt) {
     std::future<bool> connected = test::Listen(server_);
-    EXPECT_EQ(connected.wait_for(kInstant), std::future_status::timeout);
+    EXPECT_EQ(connected.wait_for(kLittleWhile), std::future_status::timeout);
     EXPECT_NE(PipeServerAccess::Pipe(server_), InvalidPipeHandle());
     EXPECT_EQ(PipeServerAccess::Io(server_), nullptr);
     const auto client = test::OpenServerPipe();
@@ -120,7 +120,7 @@ TEST_F(PipeServerTest, PingFrameWithAnotherCommand_GetsNoReplyAndNoCallback) {
     ASSERT_TRUE(client->Write(FrameBytes(8, 0, 202) + FrameBytes(8, 0, 0) + PingFrame()));
     ASSERT_TRUE(heard_.WaitForPings(1));
     EXPECT_EQ(client->ReadFrame(), PingReplyFrame());
-    EXPECT_EQ(client->Read(1, kInstant), "");
+    EXPECT_EQ(client->Read(1, kLittleWhile), "");
     EXPECT_EQ(heard_.Pings(), 1);
 }
 
@@ -206,7 +206,7 @@ TEST_F(PipeServerTest, ClientThatComesBack_GetsANewPipeIO_AndTheOldQueueIsGone) 
 TEST_F(PipeServerTest,
        DisconnectFromAnotherThread_WhileConnectWaits_MakesItReturnFalseAndLeavesThePipeInvalid) {
     std::future<bool> connected = test::Listen(server_);
-    std::this_thread::sleep_for(kInstant);
+    std::this_thread::sleep_for(kLittleWhile);
     server_.Disconnect();
     ASSERT_EQ(connected.wait_for(std::chrono::seconds(30)), std::future_status::ready);
     EXPECT_FALSE(connected.get());
@@ -280,7 +280,7 @@ TEST_F(PipeServerTest, ClientThatWasQuickerThanConnect_IsNeverServed_AndNobodyIs
 
 TEST_F(PipeServerTest, SecondClientWhileOneIsServed_GetsNoInstance) {
     const auto client = ConnectClient(server_);
-    EXPECT_EQ(test::OpenServerPipe(kInstant), nullptr);
+    EXPECT_EQ(test::OpenServerPipe(kLittleWhile), nullptr);
     ASSERT_TRUE(client->Write(PingFrame()));
     EXPECT_EQ(client->ReadFrame(), PingReplyFrame());
 }
@@ -316,7 +316,7 @@ TEST(PipeServer, DestructionWithoutDisconnect_EndsTheThreadsAndClosesNoHandle) {
     EXPECT_EQ(log.Count("ReadThread end"), 1u);
     EXPECT_EQ(log.Count("WriteThread end"), 1u);
     EXPECT_TRUE(log.OfFunction("PipeServer::Disconnect").empty());
-    EXPECT_FALSE(client->WaitClosed(kInstant)) << "the instance is still there";
+    EXPECT_FALSE(client->WaitClosed(kLittleWhile)) << "the instance is still there";
     EXPECT_TRUE(test::CloseServerEnd(pipe));
     EXPECT_TRUE(client->WaitClosed());
 }

@@ -13,7 +13,7 @@ std::string Json(const std::string& line) {
 }
 
 /// The words of the complaint about a line.
-std::string Complaint(const std::string& line) {
+std::string ComplaintOfShortForm(const std::string& line) {
     try {
         Json(line);
     } catch (const std::invalid_argument& error) {
@@ -74,17 +74,17 @@ TEST(ShortForms, StopTextDropQuit_DecodeAsTheCommands) {
 }
 
 TEST(ShortForms, BadWords_AreToldInWords) {
-    EXPECT_EQ(Complaint(""), "no command given");
-    EXPECT_EQ(Complaint("init"), "init needs non-audio, audio or any");
-    EXPECT_EQ(Complaint("ask 1"), "ask needs a question type, for instance single-choice");
-    EXPECT_EQ(Complaint("hi 1 beep:x:1:1"), "TIMES must be a whole number, not 'x'");
-    EXPECT_EQ(Complaint("text 1 row9=x"),
+    EXPECT_EQ(ComplaintOfShortForm(""), "no command given");
+    EXPECT_EQ(ComplaintOfShortForm("init"), "init needs non-audio, audio or any");
+    EXPECT_EQ(ComplaintOfShortForm("ask 1"), "ask needs a question type, for instance single-choice");
+    EXPECT_EQ(ComplaintOfShortForm("hi 1 beep:x:1:1"), "TIMES must be a whole number, not 'x'");
+    EXPECT_EQ(ComplaintOfShortForm("text 1 row9=x"),
               "unknown key 'row9': id, row1, row2, row3, custom, stem, param and prefix are known");
-    EXPECT_NE(Complaint("ask 1 evaluation param=x").find("param is no JSON"), std::string::npos);
+    EXPECT_NE(ComplaintOfShortForm("ask 1 evaluation param=x").find("param is no JSON"), std::string::npos);
 }
 
 TEST(ShortForms, ParamNestedDeeperThanTheParserFollows_IsToldInWords) {
-    const std::string complaint = Complaint("ask 1 evaluation param=" + std::string(1001, '['));
+    const std::string complaint = ComplaintOfShortForm("ask 1 evaluation param=" + std::string(1001, '['));
     EXPECT_NE(complaint.find("param is no JSON"), std::string::npos) << complaint;
 }
 

@@ -8,7 +8,7 @@
 namespace vdipc::test {
 namespace {
 
-constexpr char kKeyName[] = "SOFTWARE\\ZVN\\VDShell";
+constexpr char kRegistryKey[] = "SOFTWARE\\ZVN\\VDShell";
 constexpr char kValueName[] = "using_channel";
 
 std::string OwnKeyName() {
@@ -39,15 +39,15 @@ ChosenChannel::~ChosenChannel() {
 }
 
 void ChosenChannel::Set(std::int32_t channel) {
-    Check(RegSetKeyValueA(HKEY_CURRENT_USER, kKeyName, kValueName, REG_DWORD, &channel, sizeof(channel)),
+    Check(RegSetKeyValueA(HKEY_CURRENT_USER, kRegistryKey, kValueName, REG_DWORD, &channel, sizeof(channel)),
           "RegSetKeyValueA");
 }
 
 std::optional<std::int32_t> ChosenChannel::Get() const {
     std::int32_t channel = 0;
     DWORD size = sizeof(channel);
-    if (RegGetValueA(HKEY_CURRENT_USER, kKeyName, kValueName, RRF_RT_REG_DWORD, nullptr, &channel, &size) !=
-        ERROR_SUCCESS) {
+    if (RegGetValueA(HKEY_CURRENT_USER, kRegistryKey, kValueName, RRF_RT_REG_DWORD, nullptr, &channel,
+                     &size) != ERROR_SUCCESS) {
         return std::nullopt;
     }
     return channel;
