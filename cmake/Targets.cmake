@@ -20,7 +20,6 @@ if(VDIPC_SANITIZE)
   endif()
 endif()
 if(VDIPC_COVERAGE)
-  target_compile_options(vdipc_flags INTERFACE --coverage -fprofile-abs-path -fprofile-update=atomic)
   target_link_options(vdipc_flags INTERFACE --coverage)
 endif()
 
@@ -48,7 +47,7 @@ endfunction()
 # Names the precompiled headers of a target; system headers only, so that they never hide a missing include
 # of a header of our own.
 function(vdipc_precompile name)
-  if(VDIPC_PRECOMPILED_HEADERS AND NOT VDIPC_COVERAGE)
+  if(VDIPC_PRECOMPILED_HEADERS)
     target_precompile_headers(${name} PRIVATE ${ARGN})
   endif()
 endfunction()

@@ -105,6 +105,17 @@ TEST_F(HandlerDevices, IsAnyDeviceConnectedBeforeAnyInit_AsksNobodyAndSaysNotCon
     EXPECT_TRUE(kinds.empty());
 }
 
+TEST_F(HandlerDevices, IsAnyDeviceConnectedWithoutAnObjectOfAKind_LooksAtTheOthers) {
+    AddAll(kDeviceStatusConnected);
+    Prefer(PreferredDeviceType::Any);
+    Access::DeviceObjects(handler())[DeviceType::TQ1] = nullptr;
+    Access::DeviceObjects(handler()).erase(DeviceType::RV1);
+    std::int32_t info = 0;
+    std::vector<DeviceType> kinds;
+    EXPECT_TRUE(Access::IsAnyDeviceConnected(handler(), info, kinds));
+    EXPECT_THAT(kinds, testing::UnorderedElementsAre(DeviceType::TQ2, DeviceType::RV2, DeviceType::LW));
+}
+
 TEST_F(HandlerDevices, IsAnyDeviceConnected_LooksAtTheKindsOfThePreferredType) {
     AddAll(kDeviceStatusConnected);
     const struct {
