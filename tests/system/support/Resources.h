@@ -3,6 +3,7 @@
 
 #include <cstddef>
 #include <cstdint>
+#include <functional>
 #include <string>
 
 namespace vdipc::test {
@@ -38,6 +39,10 @@ public:
     /// Waits until no more is held than before and `allowed`, with a deadline, for what ends by itself; prints the line,
     /// and fails the test where it didn't come to that.
     void Finish(const Resources& allowed = {kLockRoom, 0, kHeapRoomKib});
+
+    /// Plays faults that have been played once before, and finishes. What grows but once, because a lock is met by two
+    /// threads only now, doesn't grow again: where more is held than allowed, it is measured anew, three times at the most.
+    void FinishPlaying(const std::function<void()>& faults, const Resources& allowed);
 
     /// A lock gets a handle from the run-time library when two threads meet at it for the first time: some of a host's
     /// locks do so late. Rows repeat their fault more often than that.
