@@ -17,6 +17,11 @@ bool IsFileName(const std::string& seen, const std::string& beginning) {
     return digits.size() <= 8 && digits.find_first_not_of("0123456789abcdef") == std::string::npos;
 }
 
+/// Whose event it is, or whose recording the request is about.
+const Json::Value& KeypadOf(const Json::Value& value) {
+    return value.isMember("template") ? value["template"]["device"] : value["device"];
+}
+
 bool IsNumber(const Json::Value& value) {
     return value.isNumeric() && !value.isBool();
 }
@@ -53,7 +58,7 @@ std::optional<Deviation> Ledger::See(const Json::Value& seen) {
         const auto end =
             std::find_if(at, due_.end(), [group](const Entry& entry) { return entry.group != group; });
         const auto own = std::find_if(
-            at, end, [&seen](const Entry& entry) { return entry.value["device"] == seen["device"]; });
+            at, end, [&seen](const Entry& entry) { return KeypadOf(entry.value) == KeypadOf(seen); });
         at = own == end ? at : own;
     }
     if (at == due_.end() || !IsAsExpected(seen, at->value)) {

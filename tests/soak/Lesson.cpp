@@ -171,7 +171,7 @@ void Lesson::OneStep() {
                                          {2, &Lesson::Init},         {4, &Lesson::MoveReceiver},
                                          {2, &Lesson::MoveStation},  {4, &Lesson::BeginOrEndFault},
                                          {2, &Lesson::LoseClient},   {1, &Lesson::TellAbout},
-                                         {3, &Lesson::ComeLate},     {3, &Lesson::DropAndComeBack},
+                                         {5, &Lesson::ComeLate},     {3, &Lesson::DropAndComeBack},
                                          {4, &Lesson::AnswerTooLate}};
     std::uint32_t all = 0;
     for (const Choice& choice : choices) {

@@ -69,6 +69,7 @@ private:
     void TellAbout();
 
     // Several that make sense one after the other.
+    void PlugIn(Kind kind);
     void ComeLate();
     void DropAndComeBack();
     void AnswerTooLate();

@@ -3,25 +3,49 @@
 
 namespace vdipc::soak {
 
-/// A question for all, and keypads that come when it is asked already.
+/// Keypads that nobody hears show nothing.
+void Lesson::PlugIn(Kind kind) {
+    if (kind == Kind::RV2 || dice_.Percent(30)) {
+        return;
+    }
+    Settle();
+    Json::Value action;
+    action["do"] = "plug";
+    action["kind"] = NameOf(kind);
+    Act(action);
+    Settle();
+}
+
+/// A question for all, and keypads that come when it is asked already, or closed again.
 void Lesson::ComeLate() {
     const Kind kind = dice_.Percent(80) ? Kind::LW : PickKind();
+    PlugIn(kind);
     const Json::Value keypads = PickKeypads(kind, 3);
+    const std::string device = keypads[0].asString();
     if (dice_.Percent(40)) {
-        // What these keep of their own question shows when they have taken over the other.
-        Json::Value own = PickQuestion(keypads[0].asString(), "evaluation", step_, dice_);
+        // What is left of their own question shows when they have taken over the other.
+        Json::Value own = PickQuestion(device, dice_.Pick(kJudgedTypes), step_, dice_);
         GiveMatter(own, 0);
         Ask(own);
     }
     if (dice_.Percent(75)) {
         Move("leave", kind, keypads);
     }
-    const std::string type = dice_.Percent(65)   ? "evaluation"
-                             : dice_.Percent(50) ? dice_.Pick(kVoiceTypes)
-                                                 : dice_.Pick(kKeyTypes);
-    Json::Value question = PickQuestion("0", type, step_, dice_);
+    const std::vector<std::string> types = {"evaluation", "evaluation", "evaluation", dice_.Pick(kVoiceTypes),
+                                            dice_.Pick(kKeyTypes)};
+    Json::Value question = PickQuestion("0", dice_.Pick(types), step_, dice_);
     GiveMatter(question, step_);
     Ask(question);
+    const std::string type = question["type"].asString();
+    if (dice_.Percent(30)) {
+        // An answer to their own is none to the other, unless both have one custom text.
+        const std::string own = IsVoiceType(type) ? dice_.Pick(kKeyTypes) : type;
+        Ask(PickQuestion(device, own, step_, dice_));
+        Press(kind, keypads, PickKeys(own, dice_.Branch()));
+    }
+    if (dice_.Percent(30)) {
+        Command(Bare("stop", "0"));
+    }
     Move("connect", kind, keypads);
     if (!IsVoiceType(type)) {
         Press(kind, keypads, PickKeys(type, dice_.Branch()));
@@ -34,6 +58,7 @@ void Lesson::ComeLate() {
 /// Keypads that the client drops, and that press the key with which those of one kind come back.
 void Lesson::DropAndComeBack() {
     const Kind kind = dice_.Percent(75) ? Kind::LW : PickKind();
+    PlugIn(kind);
     const Json::Value keypads = PickKeypads(kind, 4);
     if (dice_.Percent(60)) {
         Move("connect", kind, keypads);

@@ -61,7 +61,7 @@ void Referee::HostStarted() {
 void Referee::Book(const std::vector<Due>& due) {
     for (const Due& one : due) {
         if (one.request) {
-            requests_.Expect(one.value);
+            requests_.Expect(one.value, group_);
         } else {
             events_.Expect(one.value, one.value.isMember("device") ? group_ : 0);
         }
@@ -207,10 +207,9 @@ void Referee::FeedRequest(const Json::Value& call) {
     const std::string id = args["request_id"].asString();
     const std::string engine = engine_names_[call["object"].asString()];
     Json::Value seen;
-    seen["engine"] = engine == model_.SingleEngine() && requests_.Missing() &&
-                             requests_.Missing()->expected["engine"] == "single"
-                         ? "single"
-                         : engine;
+    // What is due says "single" also where another engine does that by now; "offline" is a request made again.
+    const bool again = requests_.Missing() && requests_.Missing()->expected["engine"] == "offline";
+    seen["engine"] = engine == model_.SingleEngine() && !again ? "single" : engine;
     seen["template"] = tools::ParseJsonText(id);
     if (seen["template"]["id"] == "") {
         seen["template"].removeMember("id");

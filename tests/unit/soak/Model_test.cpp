@@ -125,6 +125,28 @@ TEST_F(SoakModel, LateLW_TakesTheQuestionOfAllButItsParam) {
     EXPECT_EQ(due[0].value["template"]["custom"], "q");
 }
 
+TEST_F(SoakModel, LateLW_OpensTheQuestionOfAllAlsoWhenItWasStopped) {
+    InitAny();
+    Told(R"({"command":"ask","device":"0","type":"single-choice","custom":"all"})");
+    Told(R"({"command":"ask","device":"5","type":"single-choice","custom":"own"})");
+    EXPECT_EQ(Press(Kind::LW, 5, {1, 2}), std::vector<std::string>{"A"});
+    Told(R"({"command":"stop","device":"0"})");
+    Bind(Kind::LW, 5);
+    EXPECT_EQ(Press(Kind::LW, 5, {3, 4}), std::vector<std::string>{"C"});
+}
+
+TEST_F(SoakModel, LateLW_WithAnAnswerToAnotherCustomTextMayAnswer) {
+    InitAny();
+    Told(R"({"command":"ask","device":"0","type":"single-choice","custom":"all"})");
+    for (const bool same : {false, true}) {
+        Told(std::string(R"({"command":"ask","device":"5","type":"single-choice","custom":")") +
+             (same ? "all" : "own") + R"("})");
+        EXPECT_EQ(Press(Kind::LW, 5, {1}), std::vector<std::string>{"A"});
+        Bind(Kind::LW, 5);
+        EXPECT_EQ(Press(Kind::LW, 5, {3}).size(), same ? 0U : 1U);
+    }
+}
+
 TEST_F(SoakModel, LateSpeechResult_GoesOutWhileTheQuestionStandsWithItsCustomText) {
     struct Case {
         const char* then;
@@ -198,6 +220,25 @@ TEST(SoakLedger, OtherOrder_CountsUnlessTheGroupIsLoose) {
     EXPECT_TRUE(loose.See(Answer("1", "B")).has_value());
     EXPECT_FALSE(loose.See(Answer("1", "A")).has_value());
     EXPECT_TRUE(loose.Missing().has_value());
+}
+
+TEST(SoakLedger, RequestsOfTwoKeypads_MayComeInOtherOrderInALooseGroup) {
+    const auto request = [](const char* device, const char* engine) {
+        Json::Value value;
+        value["engine"] = engine;
+        value["template"]["device"] = device;
+        return value;
+    };
+    for (const int group : {0, 1}) {
+        Ledger ledger;
+        ledger.Expect(request("1", "general"), group);
+        ledger.Expect(request("2", "multiple"), group);
+        EXPECT_EQ(ledger.See(request("2", "multiple")).has_value(), group == 0);
+    }
+    Ledger ledger;
+    ledger.Expect(request("1", "general"), 1);
+    ledger.Expect(request("1", "multiple"), 1);
+    EXPECT_TRUE(ledger.See(request("1", "multiple")).has_value());
 }
 
 TEST(SoakLedger, FurtherMember_IsADeviation) {
