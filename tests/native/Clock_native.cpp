@@ -11,7 +11,7 @@
 namespace vdipc {
 namespace {
 
-std::mutex g_mutex;
+std::mutex g_clock_mutex;
 std::optional<LocalTime> g_time;
 std::optional<std::uint32_t> g_processors;
 thread_local std::optional<std::uint32_t> t_thread_number;
@@ -20,7 +20,7 @@ thread_local std::optional<std::uint32_t> t_thread_number;
 
 LocalTime GetLocalTimeNow() {
     {
-        std::lock_guard lock(g_mutex);
+        std::lock_guard lock(g_clock_mutex);
         if (g_time) {
             return *g_time;
         }
@@ -54,19 +54,19 @@ void SleepMilliseconds(std::uint32_t milliseconds) {
 }
 
 std::uint32_t GetProcessorCount() {
-    std::lock_guard lock(g_mutex);
+    std::lock_guard lock(g_clock_mutex);
     return g_processors.value_or(std::max(1u, std::thread::hardware_concurrency()));
 }
 
 namespace test {
 
 void SetNativeLocalTime(std::optional<LocalTime> time) {
-    std::lock_guard lock(g_mutex);
+    std::lock_guard lock(g_clock_mutex);
     g_time = time;
 }
 
 void SetNativeProcessorCount(std::optional<std::uint32_t> count) {
-    std::lock_guard lock(g_mutex);
+    std::lock_guard lock(g_clock_mutex);
     g_processors = count;
 }
 

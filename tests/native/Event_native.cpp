@@ -16,7 +16,7 @@
 namespace vdipc {
 namespace {
 
-std::mutex g_mutex;
+std::mutex g_event_mutex;
 std::uintptr_t g_last = 0x1000;
 bool g_fail_next_creation = false;
 std::map<EventHandle, int>& Events() {
@@ -30,12 +30,12 @@ struct ForcedWait {
     std::uint32_t result = 0;
     std::uint32_t error = 0;
 };
-std::optional<ForcedWait> g_forced_wait;  // under g_mutex
+std::optional<ForcedWait> g_forced_wait;  // under g_event_mutex
 
 }  // namespace
 
 EventHandle CreateAutoResetEvent() {
-    std::lock_guard lock(g_mutex);
+    std::lock_guard lock(g_event_mutex);
     if (std::exchange(g_fail_next_creation, false)) {
         return nullptr;
     }
@@ -47,7 +47,7 @@ EventHandle CreateAutoResetEvent() {
 }
 
 bool SignalEvent(EventHandle event) {
-    std::lock_guard lock(g_mutex);
+    std::lock_guard lock(g_event_mutex);
     const auto found = Events().find(event);
     if (found == Events().end()) {
         return false;
@@ -62,7 +62,7 @@ std::uint32_t WaitForEvent(EventHandle event, std::uint32_t milliseconds) {
 
 std::uint32_t WaitForEitherEvent(EventHandle first, EventHandle second, std::uint32_t milliseconds) {
     if (first != second) {
-        std::lock_guard lock(g_mutex);
+        std::lock_guard lock(g_event_mutex);
         if (const auto forced = std::exchange(g_forced_wait, std::nullopt)) {
             t_last_error = forced->error;
             return forced->result;
@@ -92,7 +92,7 @@ std::uint32_t WaitForEitherEvent(EventHandle first, EventHandle second, std::uin
 }
 
 void CloseEvent(EventHandle event) {
-    std::lock_guard lock(g_mutex);
+    std::lock_guard lock(g_event_mutex);
     if (const auto found = Events().find(event); found != Events().end()) {
         close(found->second);
         Events().erase(found);
@@ -110,23 +110,23 @@ void SetNativeLastError(std::uint32_t error) {
 }
 
 void FailNextEventCreation() {
-    std::lock_guard lock(g_mutex);
+    std::lock_guard lock(g_event_mutex);
     g_fail_next_creation = true;
 }
 
 void ForceNextWaitForEither(std::uint32_t result, std::uint32_t error) {
-    std::lock_guard lock(g_mutex);
+    std::lock_guard lock(g_event_mutex);
     g_forced_wait = ForcedWait{result, error};
 }
 
 int NativeEventDescriptor(EventHandle event) {
-    std::lock_guard lock(g_mutex);
+    std::lock_guard lock(g_event_mutex);
     const auto found = Events().find(event);
     return found == Events().end() ? -1 : found->second;
 }
 
 std::size_t NativeOpenEvents() {
-    std::lock_guard lock(g_mutex);
+    std::lock_guard lock(g_event_mutex);
     return Events().size();
 }
 

@@ -7,14 +7,14 @@
 namespace vdipc {
 namespace {
 
-std::mutex g_mutex;
+std::mutex g_guid_mutex;
 std::optional<Guid> g_guid;
 std::size_t g_made = 0;
 
 }  // namespace
 
 Guid CreateGuid() {
-    std::lock_guard lock(g_mutex);
+    std::lock_guard lock(g_guid_mutex);
     ++g_made;
     if (g_guid) {
         return *g_guid;
@@ -33,12 +33,12 @@ Guid CreateGuid() {
 namespace test {
 
 void SetNativeGuid(const std::optional<Guid>& guid) {
-    std::lock_guard lock(g_mutex);
+    std::lock_guard lock(g_guid_mutex);
     g_guid = guid;
 }
 
 std::size_t NativeGuidsMade() {
-    std::lock_guard lock(g_mutex);
+    std::lock_guard lock(g_guid_mutex);
     return g_made;
 }
 

@@ -7,13 +7,13 @@
 namespace vdipc {
 namespace {
 
-std::mutex g_mutex;
+std::mutex g_host_path_mutex;
 std::string g_path;
 
 }  // namespace
 
 std::string GetHostExecutablePath() {
-    std::lock_guard lock(g_mutex);
+    std::lock_guard lock(g_host_path_mutex);
     if (g_path.empty()) {
         g_path = (std::filesystem::read_symlink("/proc/self/exe").parent_path() / "\\host").string();
     }
@@ -23,7 +23,7 @@ std::string GetHostExecutablePath() {
 namespace test {
 
 void SetNativeHostPath(const std::string& path) {
-    std::lock_guard lock(g_mutex);
+    std::lock_guard lock(g_host_path_mutex);
     g_path = path;
 }
 
