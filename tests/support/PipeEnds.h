@@ -14,7 +14,7 @@ namespace vdipc::test {
 
 inline constexpr std::chrono::milliseconds kPipePatience{30000};
 
-/// One thread at a time, apart from Close.
+/// One thread that writes and one that reads at a time; Close on any.
 class ClientEnd {
 public:
     virtual ~ClientEnd() = default;
