@@ -33,6 +33,9 @@ int NativeEventDescriptor(EventHandle event);
 /// Events that were created and not closed.
 std::size_t NativeOpenEvents();
 
+/// How often a reader has found its pipe empty, and waited for more.
+std::size_t NativePipeWaits();
+
 /// Lets the next creation of an event fail.
 void FailNextEventCreation();
 

@@ -4,7 +4,9 @@
 #include "native/NativeSeam.h"
 #include "pipe/PipeIO.h"
 
+#include <atomic>
 #include <cerrno>
+#include <cstddef>
 #include <utility>
 
 #include <poll.h>
@@ -16,6 +18,8 @@ namespace {
 constexpr std::uint32_t kIoPending = 997;
 constexpr std::uint32_t kBrokenPipe = 109;
 constexpr std::uint32_t kNoData = 232;
+
+std::atomic<std::size_t> g_pipe_waits{0};
 
 int Descriptor(PipeHandle pipe) {
     return static_cast<int>(reinterpret_cast<std::intptr_t>(pipe));
@@ -33,6 +37,10 @@ bool WaitForSocket(int socket, short what, EventHandle event) {
 }
 
 }  // namespace
+
+std::size_t test::NativePipeWaits() {
+    return g_pipe_waits;
+}
 
 PipeHandle InvalidPipeHandle() {
     return reinterpret_cast<PipeHandle>(std::intptr_t{-1});
@@ -54,6 +62,7 @@ std::uint32_t PipeIO::Read(std::vector<char>& buffer) {
         } else if (got == 0 || errno != EAGAIN) {
             VD_LOG(LogLevel::Warn, "{}:{} ReadFile failed, error_code={}", kBrokenPipe);
         } else {
+            ++g_pipe_waits;
             const bool ready = running_ && WaitForSocket(Descriptor(pipe_), POLLIN, read_event_);
             got = ready ? receive() : -1;
             if (got > 0) {
