@@ -58,11 +58,13 @@ TEST_F(Texts, TextRecordThatExists_KeepsItsRows) {
 
 TEST_F(Texts, TextRecords_SurviveAskAndStop) {
     device_.CreateTextRecordForDevice("7");
+    device_.text_record_map_["7"].row1 = "shown";
     device_.HandleAsk(Ask("7", QuestionType::General));
     device_.HandleStop(Stop("7"));
     device_.HandleAsk(Ask("0", QuestionType::General));
     device_.HandleStop(Stop("0"));
     EXPECT_THAT(device_.GetActivatedDeviceSet(), ElementsAre("7"));
+    EXPECT_EQ(device_.text_record_map_["7"].row1, "shown");
 }
 
 TEST_F(Texts, Text_OnlyCallsSetText) {

@@ -176,6 +176,25 @@ TEST_F(Recognition, Search_AsksAllFiveObjectsInOrderAndEndsAtTheFirstThatAccepts
     EXPECT_THAT(SentEvents(), SizeIs(1));
 }
 
+TEST_F(Recognition, Event_IsTheSameWhicheverObjectAccepts) {
+    UseEverything();
+    AddAll(kDeviceStatusNotConnected);
+    std::vector<Json::Value> events;
+    for (const DeviceType accepting : kAllKinds) {
+        for (const DeviceType kind : kAllKinds) {
+            ON_CALL(Device(kind), CheckLastQuestionCustom("7", "custom"))
+                .WillByDefault(Return(kind == accepting));
+        }
+        log().Clear();
+        Complete(Result());
+        ASSERT_THAT(SentEvents(), SizeIs(1)) << static_cast<int>(accepting);
+        events.push_back(SentEvents()[0]);
+        EXPECT_EQ(events.back()["data"]["result"].asString(), "text");
+        events.back().removeMember("id");
+        EXPECT_EQ(events.back(), events.front()) << static_cast<int>(accepting);
+    }
+}
+
 TEST_F(Recognition, Search_ReachesTheLastObjectAndPassesOverEmptyPointers) {
     UseEverything();
     AddAll(kDeviceStatusNotConnected);
