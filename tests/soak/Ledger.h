@@ -25,6 +25,8 @@ public:
     /// Expectations of one group may be met in any order of their keypads; 0: none.
     void Expect(const Json::Value& value, int group = 0) { due_.push_back({value, group}); }
     void ExpectNext(const Json::Value& value) { due_.push_front({value, 0}); }
+    /// Another value for the first that has not come yet.
+    void ReplaceNext(const Json::Value& value) { due_.front().value = value; }
     /// Takes what came; a deviation where it is not what is due now.
     std::optional<Deviation> See(const Json::Value& seen);
     /// The first that has not come yet.

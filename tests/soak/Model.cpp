@@ -250,16 +250,11 @@ std::vector<std::string> Model::OpenSingles() const {
     return open;
 }
 
-Json::Value Model::GoOffline() {
-    single_engine_ = "offline";
-    const std::vector<std::string> open = OpenSingles();
-    Json::Value again;
-    for (const auto& [id, request] : requests_) {
-        if (!open.empty() && id == open.front() && again.isNull()) {
-            again = request;
-            again["engine"] = "offline";
-        }
-    }
+Json::Value Model::Again(const std::string& id) const {
+    const auto open =
+        std::find_if(requests_.begin(), requests_.end(), [&id](const auto& one) { return one.first == id; });
+    Json::Value again = open->second;
+    again["engine"] = "offline";
     return again;
 }
 

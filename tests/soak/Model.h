@@ -67,8 +67,9 @@ public:
                   std::vector<Due>& due);
     /// The engine that single evaluation uses now: "single", and "offline" since the first answer that came too late.
     const std::string& SingleEngine() const { return single_engine_; }
-    /// Gives the request that is made again there.
-    Json::Value GoOffline();
+    void GoOffline() { single_engine_ = "offline"; }
+    /// An open single evaluation as it is made again there.
+    Json::Value Again(const std::string& id) const;
     /// Ids of single evaluations that nobody has answered yet.
     std::vector<std::string> OpenSingles() const;
 

@@ -12,6 +12,7 @@ constexpr std::chrono::seconds kPatience{60};
 constexpr std::chrono::seconds kStationPatience{45};
 /// Half of the time that single evaluation has.
 constexpr double kSafeAgeMs = 1000.0;
+constexpr double kTimersApartMs = 100.0;
 
 Kind KindOf(const Json::Value& call) {
     const std::string object = call["object"].asString();
@@ -209,6 +210,9 @@ void Referee::FeedRequest(const Json::Value& call) {
     Json::Value seen;
     // What is due says "single" also where another engine does that by now; "offline" is a request made again.
     const bool again = requests_.Missing() && requests_.Missing()->expected["engine"] == "offline";
+    if (again && std::find(repeatable_.begin(), repeatable_.end(), id) != repeatable_.end()) {
+        requests_.ReplaceNext(model_.Again(id));
+    }
     seen["engine"] = engine == model_.SingleEngine() && !again ? "single" : engine;
     seen["template"] = tools::ParseJsonText(id);
     if (seen["template"]["id"] == "") {
@@ -256,7 +260,15 @@ void Referee::FeedEngine(const Json::Value& call) {
     if (model_.SingleEngine() == "offline" || !late) {
         throw Deviated("an offline engine was made although no single evaluation has waited for two seconds");
     }
-    requests_.ExpectNext(model_.GoOffline());
+    // Timers that were started almost at once fire in any order: each has a thread of the system's.
+    repeatable_.clear();
+    for (const std::string& id : open) {
+        if (asked_at_[id] - asked_at_[open.front()] < kTimersApartMs) {
+            repeatable_.push_back(id);
+        }
+    }
+    model_.GoOffline();
+    requests_.ExpectNext(model_.Again(open.front()));
 }
 
 void Referee::CloseRequest(std::uint64_t number, const std::string& engine) {

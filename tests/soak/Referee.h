@@ -93,6 +93,7 @@ private:
     std::map<std::string, std::string> engine_names_;  // by the classroom's object, "engine 3"
     std::vector<OpenRequest> open_;
     std::map<std::string, double> asked_at_;  // classroom's milliseconds, by request id
+    std::vector<std::string> repeatable_;     // single evaluations, of which the offline engine gets one
     std::vector<Json::Value> nags_;           // those that could come since the last comparison
     bool nagging_ = false;
     double nag_credit_ = 0.0;

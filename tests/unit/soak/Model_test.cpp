@@ -173,6 +173,30 @@ TEST_F(SoakModel, LateSpeechResult_GoesOutWhileTheQuestionStandsWithItsCustomTex
     }
 }
 
+TEST_F(SoakModel, AnyOpenSingleEvaluation_MayBeTheOneThatIsMadeAgainOffline) {
+    InitAny();
+    Ledger requests;
+    for (const std::uint32_t keypad : {4U, 5U}) {
+        Told(R"({"command":"ask","device":")" + std::to_string(keypad) +
+             R"(","type":"audio-single","context":{"stems":["a"]}})");
+        std::vector<Due> due;
+        model_.Record(Kind::TQ1, keypad, {4000, true, false, false, 0.0}, due);
+        ASSERT_EQ(due.size(), 1U);
+        Json::Value request = due[0].value;
+        request["template"]["extra"] = std::to_string(keypad) + ".wav";
+        model_.Asked("id " + std::to_string(keypad), request);
+    }
+    ASSERT_EQ(model_.OpenSingles(), (std::vector<std::string>{"id 4", "id 5"}));
+    model_.GoOffline();
+    requests.ExpectNext(model_.Again("id 4"));
+    requests.ReplaceNext(model_.Again("id 5"));
+    const Json::Value made_again = model_.Again("id 5");
+    EXPECT_EQ(made_again["engine"], "offline");
+    EXPECT_EQ(made_again["template"]["device"], "5");
+    EXPECT_FALSE(requests.See(made_again).has_value());
+    EXPECT_FALSE(requests.Missing().has_value());
+}
+
 TEST_F(SoakModel, RV1_IsActivatedByEveryKey) {
     InitAny();
     Told(R"({"command":"ask","device":"5","type":"red-envelope"})");
