@@ -2,7 +2,7 @@
 # Usage: build-dependencies.sh DIR [benchmark]
 # Fetches the pinned source packages with a private deb-src list and builds them into DIR/mingw (cross) and
 # DIR/native (this machine's compiler), both at once. DIR/complete is written last: a broken run is simply run again.
-# With "benchmark", which only ./dev bench needs, that one alone, and DIR/benchmark-complete.
+# With "benchmark", which only the preset mingw-release needs, that one alone, and DIR/benchmark-complete.
 set -euo pipefail
 here=$(cd "$(dirname "$0")" && pwd)
 . "$here/dependencies.sh"
@@ -98,8 +98,12 @@ else
   # Each source compiles for long on one processor only.
   build_all mingw &
   mingw=$!
-  build_all native || { wait $mingw; exit 1; }
-  wait $mingw
+  build_all native &
+  native=$!
+  failed=
+  wait $mingw || failed=1
+  wait $native || failed=1
+  [ -z "$failed" ] || exit 1
 fi
 rm -rf "$dir/work" "$dir/apt" "$dir/src"
 touch "$dir/${2:+$2-}complete"

@@ -19,7 +19,7 @@ command=(clang++ --target=x86_64-pc-windows-msvc -std=c++20 -fsyntax-only
 if [ $# -eq 0 ]; then
   # A header that a source includes before anything else is compiled alone already.
   mapfile -t files < <(cd "$root/src" && find . \( -name '*.cpp' -o -name '*.h' \) -printf '%P\n' | sort |
-    grep -vxFf <(grep -hm1 -r --include='*.cpp' '^#include "' . | cut -d'"' -f2) | sed "s|^|$root/src/|")
+    grep -vxFf <(grep -hm1 -r --include='*.cpp' '^#include' . | sed -n 's/^#include "\(.*\)"$/\1/p') | sed "s|^|$root/src/|")
 else
   files=("$@")
 fi

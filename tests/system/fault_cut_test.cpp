@@ -103,10 +103,7 @@ protected:
         std::cout << "row " << name << ": " << survived << " sets of cuts survived, "
                   << row.Times() - survived << " cost the connection, " << Revivals() << " hosts started anew"
                   << std::endl;
-        // A connection's own locks get a handle when its threads meet at them, and MinGW-w64's run-time library never closes
-        // those: seldom, one in a hundred. What each connection left would be far more.
-        const std::size_t met = (row.Times() - survived) / 50;
-        row.Finish({FaultRow::kLockRoom + met, 0, FaultRow::kHeapRoomKib});
+        row.Finish();
     }
 
     /// So many commands have come, and no more.
