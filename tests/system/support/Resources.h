@@ -44,8 +44,8 @@ public:
     /// threads only now, doesn't grow again: where more is held than allowed, it is measured anew, three times at the most.
     void FinishPlaying(const std::function<void()>& faults, const Resources& allowed);
 
-    /// A lock gets a handle from the run-time library when two threads meet at it for the first time: some of a host's
-    /// locks do so late. Rows repeat their fault more often than that.
+    /// What comes once and late, whatever the fault: a critical section of the system gets a handle when two threads meet at
+    /// it for the first time. Rows repeat their fault more often than that.
     static constexpr std::size_t kLockRoom = 16;
     /// The heap's own ways.
     static constexpr std::size_t kHeapRoomKib = 2048;
