@@ -1,11 +1,11 @@
 #include "classroom/Api.h"
 
-#include "classroom/Receiver.h"
-#include "classroom/ReceiverObject.h"
-#include "classroom/SpeechEngine.h"
 #include "classroom/Start.h"
-#include "classroom/Station.h"
-#include "classroom/StationObject.h"
+#include "classroom/receivers/Receiver.h"
+#include "classroom/receivers/ReceiverObject.h"
+#include "classroom/speech/SpeechEngine.h"
+#include "classroom/station/Station.h"
+#include "classroom/station/StationObject.h"
 
 #include <utility>
 

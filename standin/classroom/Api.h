@@ -1,9 +1,9 @@
 // What the stand-in libraries use of the classroom. The first use starts it, with its control face.
 #pragma once
 
-#include "classroom/Signal.h"
-#include "classroom/Speech.h"
-#include "classroom/Telemetry.h"
+#include "classroom/memory/Telemetry.h"
+#include "classroom/speech/Speech.h"
+#include "classroom/world/Signal.h"
 
 #include "drivers/closed/VoteDeck.h"
 

@@ -1,8 +1,8 @@
 #include "classroom/Start.h"
 
-#include "classroom/Actions.h"
-#include "classroom/ControlServer.h"
-#include "classroom/Platform.h"
+#include "classroom/control/Actions.h"
+#include "classroom/control/ControlServer.h"
+#include "classroom/system/Platform.h"
 
 #include <algorithm>
 #include <exception>

@@ -1,7 +1,7 @@
 // The classroom of this process.
 #pragma once
 
-#include "classroom/World.h"
+#include "classroom/world/World.h"
 
 namespace vdipc::classroom {
 

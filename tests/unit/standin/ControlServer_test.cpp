@@ -1,4 +1,4 @@
-#include "classroom/ControlServer.h"
+#include "classroom/control/ControlServer.h"
 
 #include "unit/standin/support/Classroom.h"
 

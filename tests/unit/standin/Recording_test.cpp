@@ -1,4 +1,4 @@
-#include "classroom/Recording.h"
+#include "classroom/world/Recording.h"
 
 #include <gtest/gtest.h>
 

@@ -1,7 +1,7 @@
 #include "unit/standin/support/Classroom.h"
 
-#include "classroom/Speech.h"
-#include "classroom/SpeechEngine.h"
+#include "classroom/speech/Speech.h"
+#include "classroom/speech/SpeechEngine.h"
 
 #include <chrono>
 #include <set>

@@ -1,13 +1,13 @@
 // A classroom of its own for each test, and listeners that note what they hear.
 #pragma once
 
-#include "classroom/ActionReader.h"
-#include "classroom/Actions.h"
-#include "classroom/Receiver.h"
-#include "classroom/ReceiverObject.h"
-#include "classroom/Station.h"
-#include "classroom/StationObject.h"
-#include "classroom/World.h"
+#include "classroom/control/ActionReader.h"
+#include "classroom/control/Actions.h"
+#include "classroom/receivers/Receiver.h"
+#include "classroom/receivers/ReceiverObject.h"
+#include "classroom/station/Station.h"
+#include "classroom/station/StationObject.h"
+#include "classroom/world/World.h"
 
 #include "drivers/closed/SocketVoteDeck.h"
 #include "drivers/closed/VoteDeck.h"

@@ -1,7 +1,7 @@
 // The classroom's platform where there is no Windows: no windows to notify, and an active code page of Latin-1.
 #if !defined(_WIN32)
 
-#include "classroom/Platform.h"
+#include "classroom/system/Platform.h"
 
 #include <atomic>
 #include <cstdio>
