@@ -20,10 +20,6 @@ constexpr std::int32_t kEndQuestion = 128;
 constexpr std::int32_t kLock = 17;
 constexpr std::int32_t kUnlock = 18;
 
-std::string Text(const char* text) {
-    return text == nullptr ? std::string() : std::string(text);
-}
-
 }  // namespace
 
 ReceiverObject::ReceiverObject(World& world, Receiver& receiver, Kind kind, const std::string& name)

@@ -16,10 +16,6 @@ constexpr std::int32_t kRefused = 1;
 constexpr std::int32_t kNobodyThere = 2;
 constexpr std::int32_t kTaken = 3;
 
-std::string Text(const char* text) {
-    return text == nullptr ? std::string() : std::string(text);
-}
-
 }  // namespace
 
 StationObject::StationObject(World& world, Station& station, int number)

@@ -108,6 +108,11 @@ private:
 
 /// The text as it stands where it is UTF-8, else with what isn't replaced.
 std::string ShownUtf8(const std::string& text);
+
+/// A text of a caller; empty for a null pointer.
+inline std::string Text(const char* text) {
+    return text == nullptr ? std::string() : std::string(text);
+}
 bool IsUtf8(const std::string& text);
 
 }  // namespace vdipc::classroom
