@@ -18,13 +18,6 @@ constexpr char kAudioFileExtension[] = "wav";
 constexpr std::int32_t kMultipleSelector = 0;
 constexpr std::int32_t kMultipleChineseSelector = 1;
 
-std::FILE* OpenForWriting(const std::string& path) {
-#if defined(_MSC_VER)
-#pragma warning(suppress : 4996)  // it would have the compiler's own fopen_s
-#endif
-    return std::fopen(path.c_str(), "wb");
-}
-
 template <typename Event>
 std::string EncodeTemplate(const std::string& device, const std::string& file_name, const std::string& custom,
                            double lost_package_rate) {
@@ -84,7 +77,7 @@ std::string VoteDeckObjectBase::SaveAudioFile(std::uint32_t number, const std::u
     const std::string name =
         PrintBounded260("%s%u-%x.%s", prefix.c_str(), number, GetTickCountNow(), kAudioFileExtension);
     const std::string path = PrintBounded260("%s\\%s", audio_file_storage_base_path_.c_str(), name.c_str());
-    std::FILE* const file = OpenForWriting(path);
+    std::FILE* const file = std::fopen(path.c_str(), "wb");
     if (file != nullptr) {
         if (size > 0) {  // no bytes may mean no pointer
             std::fwrite(data, 1, size, file);

@@ -14,8 +14,6 @@
 
 #if defined(_WIN32) && defined(CLASSROOM_EXPORTS)
 #define CLASSROOM_API __declspec(dllexport)
-#elif defined(_MSC_VER)
-#define CLASSROOM_API __declspec(dllimport)
 #else
 #define CLASSROOM_API
 #endif

@@ -5,8 +5,6 @@
 
 #if defined(GRUNDKIT_EXPORTS)
 #define GRUNDKIT_API __declspec(dllexport)
-#elif defined(_MSC_VER)
-#define GRUNDKIT_API __declspec(dllimport)
 #else
 #define GRUNDKIT_API
 #endif

@@ -6,8 +6,6 @@
 
 #if defined(TRACKWIRE_EXPORTS)
 #define TRACKWIRE_API __declspec(dllexport)
-#elif defined(_MSC_VER)
-#define TRACKWIRE_API __declspec(dllimport)
 #else
 #define TRACKWIRE_API
 #endif

@@ -9,8 +9,6 @@
 
 #if defined(ZVNSPEECH_EXPORTS)
 #define ZVNSPEECH_API __declspec(dllexport)
-#elif defined(_MSC_VER)
-#define ZVNSPEECH_API __declspec(dllimport)
 #else
 #define ZVNSPEECH_API
 #endif

@@ -9,8 +9,6 @@
 
 #if defined(SOCKETVOTEDECK_EXPORTS)
 #define SOCKETVOTEDECK_API __declspec(dllexport)
-#elif defined(_MSC_VER)
-#define SOCKETVOTEDECK_API __declspec(dllimport)
 #else
 #define SOCKETVOTEDECK_API
 #endif

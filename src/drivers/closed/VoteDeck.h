@@ -9,8 +9,6 @@
 
 #if defined(VOTEDECK_EXPORTS)
 #define VOTEDECK_API __declspec(dllexport)
-#elif defined(_MSC_VER)
-#define VOTEDECK_API __declspec(dllimport)
 #else
 #define VOTEDECK_API
 #endif
