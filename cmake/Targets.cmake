@@ -7,6 +7,10 @@ target_compile_features(vdipc_flags INTERFACE cxx_std_20)
 target_include_directories(vdipc_flags INTERFACE "${PROJECT_SOURCE_DIR}/src")
 if(WIN32)
   target_compile_definitions(vdipc_flags INTERFACE NOMINMAX WIN32_LEAN_AND_MEAN UNICODE _UNICODE _WIN32_WINNT=0x0A00)
+  if(MSVC)
+    # Standard functions such as fopen and getenv are what portable code has; the compiler would have its own in their place.
+    target_compile_definitions(vdipc_flags INTERFACE _CRT_SECURE_NO_WARNINGS)
+  endif()
 else()
   find_package(Threads REQUIRED)
   target_link_libraries(vdipc_flags INTERFACE Threads::Threads)
@@ -41,6 +45,17 @@ function(vdipc_library name)
   else()
     add_library(${name} INTERFACE)
     target_link_libraries(${name} INTERFACE vdipc_flags ${ARG_LINK})
+  endif()
+endfunction()
+
+# vdipc_rescan(OUT LIBRARIES...): libraries that need each other, for the linkers that look at each but once. Others, MSVC's
+# among them, look again by themselves, and CMake has no word for it there.
+function(vdipc_rescan out)
+  if(CMAKE_LINK_GROUP_USING_RESCAN_SUPPORTED OR CMAKE_CXX_LINK_GROUP_USING_RESCAN_SUPPORTED)
+    list(JOIN ARGN "," _group)
+    set(${out} "$<LINK_GROUP:RESCAN,${_group}>" PARENT_SCOPE)
+  else()
+    set(${out} ${ARGN} PARENT_SCOPE)
   endif()
 endfunction()
 

@@ -1,8 +1,17 @@
-# One set of warnings for all code of this project; a warning is an error.
+# One set of warnings for all code of this project.
+set(_errors)
 if(MSVC)
-  target_compile_options(vdipc_flags INTERFACE /W4 /WX /permissive- /Zc:preprocessor /Zc:__cplusplus /utf-8 /EHsc)
+  if(VDIPC_WARNINGS_AS_ERRORS)
+    set(_errors /WX)
+  endif()
+  target_compile_options(vdipc_flags INTERFACE /W4 ${_errors} /permissive- /Zc:preprocessor /Zc:__cplusplus /utf-8 /EHsc)
+  # Unreachable code: said by the optimiser, of templates of libraries too, where no option for other people's headers reaches.
+  target_compile_options(vdipc_flags INTERFACE /wd4702)
 else()
-  target_compile_options(vdipc_flags INTERFACE -Wall -Wextra -Wpedantic -Wconversion -Wshadow -Werror)
+  if(VDIPC_WARNINGS_AS_ERRORS)
+    set(_errors -Werror)
+  endif()
+  target_compile_options(vdipc_flags INTERFACE -Wall -Wextra -Wpedantic -Wconversion -Wshadow ${_errors})
   if(CMAKE_CXX_COMPILER_ID MATCHES "Clang")
     # Not among -Wconversion with GCC.
     target_compile_options(vdipc_flags INTERFACE -Wno-sign-conversion)
