@@ -108,12 +108,18 @@ TEST_F(CodePage, BytesThatAreNoUtf8_DoNotFailTheDecoder) {
     EXPECT_EQ(drop.device, "5");
 }
 
+// The writer escapes what lies in texts, so that a conversion would only show in a comment, which it leaves as it is.
 TEST_F(CodePage, Param_StaysAsTheWireHasItWhateverTheCodePage) {
     for (const char* code_page : {"CP936", "CP1252"}) {
         test::SetActiveCodePage(code_page);
-        const CommandAsk ask = Asked(kChinese);
+        CommandAsk ask;
+        ASSERT_TRUE(MessageCodec::DecodeCommand(
+            "{\"command\": \"ask\", \"device\": \"0\", \"type\": \"evaluation\", \"context\": {\"param\": {\n"
+            "// \xc3\xa9\n\"p\": \"" +
+                kChinese + "\"}}}",
+            &ask));
         EXPECT_EQ(ParseJson(ask.param)["p"].asString(), kChinese) << code_page;
-        EXPECT_EQ(ask.param, "{\n\t\"p\" : \"\\u4f60\\u597d\"\n}\n") << code_page;
+        EXPECT_EQ(ask.param, "{\n\t// \xc3\xa9\n\t\"p\" : \"\\u4f60\\u597d\"\n}\n") << code_page;
     }
 }
 

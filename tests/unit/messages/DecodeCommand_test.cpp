@@ -310,6 +310,14 @@ TEST(DecodeAsk, DeviceThatIsNoNumber_IsNoneOfTheDecodersBusiness) {
     EXPECT_EQ(record.device, "abc");
 }
 
+TEST(DecodeAsk, EmptyDevice_IsADeviceLikeAnyOther) {
+    CommandAsk record;
+    record.device = "to be replaced";
+    ASSERT_TRUE(Decode("{'command': 'ask', 'device': '', 'type': 'general'}", &record));
+    EXPECT_EQ(record.device, "");
+    EXPECT_EQ(record.type, QuestionType::General);
+}
+
 TEST(DecodeAsk, TextWithEmbeddedZero_KeepsAllOfIt) {
     CommandAsk record;
     ASSERT_TRUE(
@@ -345,6 +353,15 @@ TYPED_TEST(DecodeRows, EveryKey_GoesIntoItsField) {
 
 TYPED_TEST(DecodeRows, Device_IsRequired) {
     ExpectRequiredText<TypeParam>(Message(TestFixture::Text()), "device");
+}
+
+TYPED_TEST(DecodeRows, EmptyDevice_IsADeviceLikeAnyOther) {
+    TypeParam record;
+    record.device = "to be replaced";
+    ASSERT_TRUE(
+        MessageCodec::DecodeCommand(OneLine(With(Message(TestFixture::Text()), "device", "")), &record));
+    EXPECT_EQ(record.device, "");
+    EXPECT_EQ(record.row3, "r3");
 }
 
 TYPED_TEST(DecodeRows, RowsAndId_AreOptional) {
@@ -432,6 +449,14 @@ TEST(DecodeHi, EmptyArguments_GiveAnEmptyList) {
 TEST(DecodeHi, Device_IsRequiredAndIdIsNot) {
     ExpectRequiredText<CommandHi>(Message(kHi), "device");
     ExpectOptional(Message(kHi), "id", &CommandHi::id);
+}
+
+TEST(DecodeHi, EmptyDevice_IsADeviceLikeAnyOther) {
+    CommandHi record;
+    record.device = "to be replaced";
+    ASSERT_TRUE(MessageCodec::DecodeCommand(OneLine(With(Message(kHi), "device", "")), &record));
+    EXPECT_EQ(record.device, "");
+    EXPECT_EQ(record.arguments.size(), 1U);
 }
 
 TEST(DecodeHi, Arguments_MustBeAnArray) {
@@ -581,6 +606,13 @@ TEST(DecodeDrop, Device_IsRequiredAndIdIsNot) {
     const Json::Value message = Message("{'command': 'drop', 'id': 'd1', 'device': '17'}");
     ExpectRequiredText<CommandDrop>(message, "device");
     ExpectOptional(message, "id", &CommandDrop::id);
+}
+
+TEST(DecodeDrop, EmptyDevice_IsADeviceLikeAnyOther) {
+    CommandDrop record;
+    record.device = "to be replaced";
+    ASSERT_TRUE(Decode("{'command': 'drop', 'device': ''}", &record));
+    EXPECT_EQ(record.device, "");
 }
 
 TEST(DecodeQuit, WithFurtherKeys_DecodesWithoutReadingDevice) {
