@@ -49,6 +49,28 @@ TEST(StandardErrors, ParseUnsigned32_WithoutDigits_RaisesInvalidArgument) {
     }
 }
 
+TEST(StandardErrors, ParseUnsigned32_BehindAControlCharacterThatIsNoWhiteSpace_RaisesInvalidArgument) {
+    for (char c = '\x01'; c < ' '; ++c) {
+        const std::string text = std::string(1, c) + "7";
+        if (c >= '\t' && c <= '\r') {
+            EXPECT_EQ(ParseUnsigned32(text), 7u) << static_cast<int>(c);
+        } else {
+            EXPECT_EQ(WordsOf<std::invalid_argument>([&text] { ParseUnsigned32(text); }),
+                      "invalid stoul argument")
+                << static_cast<int>(c);
+        }
+    }
+    for (const char* text : {"\x7f"
+                             "7",
+                             "\x85"
+                             "7",
+                             "\xa0"
+                             "7"}) {
+        EXPECT_EQ(WordsOf<std::invalid_argument>([text] { ParseUnsigned32(text); }),
+                  "invalid stoul argument");
+    }
+}
+
 TEST(StandardErrors, ParseUnsigned32_Beyond32Bits_RaisesOutOfRange) {
     for (const char* text : {"4294967296", "-4294967296", "99999999999999999999999999"}) {
         EXPECT_EQ(WordsOf<std::out_of_range>([text] { ParseUnsigned32(text); }),
@@ -61,6 +83,10 @@ TEST(StandardErrors, PrintBounded260_KeepsUpTo259Characters) {
     EXPECT_EQ(PrintBounded260("%s%u-%x.%s", "dir\\", 7u, 255u, "wav"), "dir\\7-ff.wav");
     const std::string longest(259, 'x');
     EXPECT_EQ(PrintBounded260("%s", longest.c_str()), longest);
+}
+
+TEST(StandardErrors, PrintBounded260_OfNothing_GivesAnEmptyText) {
+    EXPECT_EQ(PrintBounded260("%s", ""), "");
 }
 
 TEST(StandardErrorsDeathTest, PrintBounded260_OneCharacterMore_EndsTheProcess) {

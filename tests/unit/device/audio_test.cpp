@@ -460,6 +460,20 @@ TEST_F(Recordings, WithoutBytes_AreRequestedWithoutABlock) {
     EXPECT_THAT(seen, ElementsAre(testing::Pair(nullptr, 0u)));
 }
 
+TEST_F(Recordings, OfOneByte_AreSavedAndSentLikeAnyOther) {
+    audio_ = {42};
+    for (const QuestionType type :
+         {QuestionType::Audio, QuestionType::VoiceEvaluationSingle, QuestionType::VoiceEvaluationMultiple,
+          QuestionType::VoiceEvaluationMultiple_CHN, QuestionType::VoiceEvaluation}) {
+        Record(type, 0);
+    }
+    EXPECT_THAT(SavedFiles(), testing::Each(ElementsAre(42)));
+    ASSERT_THAT(requests_, SizeIs(5));
+    for (const SeenRequest& request : requests_) {
+        EXPECT_THAT(request.audio, ElementsAre(42)) << request.operation;
+    }
+}
+
 TEST_F(Recordings, WithoutAListener_RequestsAreMadeAndDropped) {
     device_.SetEventListener(nullptr);
     for (const QuestionType type :

@@ -116,6 +116,14 @@ TEST_F(DeviceObject, SetActivatedDeviceSet_AddsAndNeverRemoves) {
     EXPECT_EQ(device_.text_record_map_["1"].row1, "shown");
 }
 
+TEST_F(DeviceObject, IdsOfTextRecords_AreKeptAsTheyStandAndNeverNormalised) {
+    device_.SetActivatedDeviceSet({"7", "007", "00"});
+    EXPECT_THAT(device_.GetActivatedDeviceSet(), ElementsAre("00", "007", "7"));
+    EXPECT_EQ(device_.text_record_map_["007"].device, "007");
+    device_.EraseTextRevordForDevice("07");
+    EXPECT_THAT(device_.GetActivatedDeviceSet(), SizeIs(3));
+}
+
 TEST_F(DeviceObject, SetActivatedDeviceSet_NotifiesNobodyAndSendsNothing) {
     EXPECT_CALL(listener_, OnActiveDevicesChanged).Times(0);
     device_.SetActivatedDeviceSet({"1"});

@@ -117,6 +117,12 @@ TEST_F(Questions, Stop_ErasesTheAnswerBeforeItClosesTheQuestion) {
     EXPECT_THAT(DebugLines(), ElementsAre("erase last_answer_map_[7]", "stop last_question_map_[7]"));
 }
 
+TEST_F(Questions, AskAndStopWithoutRows_CallSetTextAllTheSame) {
+    EXPECT_CALL(device_, SetText("7", false, "", false, "", false, "")).Times(2);
+    device_.HandleAsk(Ask("7", QuestionType::General));
+    device_.HandleStop(Stop("7"));
+}
+
 TEST_F(Questions, NewRecord_KeepsEveryFieldButTheCommandsId) {
     device_.StartNewQuestionRecord(FullAsk("7"));
     ASSERT_THAT(device_.last_question_map_, SizeIs(1));
@@ -293,6 +299,49 @@ TEST_F(Questions, CheckLastQuestionCustom_IsFalseForAClosedQuestionWithThisCusto
     device_.HandleStop(Stop("7"));
     EXPECT_EQ(device_.last_question_map_["7"].ask.custom, "c");
     EXPECT_FALSE(device_.CheckLastQuestionCustom("7", "c"));
+}
+
+TEST_F(Questions, EmptyCustom_EqualsAnEmptyOneForASecondKey) {
+    device_.HandleAsk(Ask("7", QuestionType::SingleChoice, ""));
+    EXPECT_EQ(Press(7, 1), "sent");
+    EXPECT_TRUE(device_.IsLastAnswerFinished("7"));
+    EXPECT_EQ(Press(7, 2), "dropped");
+    EXPECT_THAT(Keys(), ElementsAre("A"));
+}
+
+TEST_F(Questions, EmptyCustom_EqualsAnEmptyOneForASpeechResult) {
+    device_.HandleAsk(Ask("7", QuestionType::Audio, ""));
+    EXPECT_TRUE(device_.CheckLastQuestionCustom("7", ""));
+    EXPECT_FALSE(device_.CheckLastQuestionCustom("7", "c"));
+}
+
+TEST_F(Questions, IdOfAnAsk_IsTakenAsItStandsAndNeverNormalised) {
+    device_.CreateTextRecordForDevice("7");
+    EXPECT_CALL(device_, StartQuestion("007", QuestionType::SingleChoice));
+    EXPECT_CALL(device_, StartQuestion("00", QuestionType::SingleChoice));
+    device_.HandleAsk(Ask("007", QuestionType::SingleChoice));
+    device_.HandleAsk(Ask("00", QuestionType::SingleChoice));
+    EXPECT_THAT(device_.last_question_map_, SizeIs(2));
+    EXPECT_EQ(QuestionState("007"), "Open");
+    EXPECT_EQ(QuestionState("00"), "Open") << "a device like any other";
+    EXPECT_EQ(device_.last_question_map_["007"].ask.device, "007");
+    EXPECT_EQ(QuestionState("7"), "Absent");
+    EXPECT_EQ(Press(7, 1), "dropped");
+    EXPECT_FALSE(device_.CheckLastQuestionCustom("7", "c"));
+    EXPECT_FALSE(device_.CheckLastQuestionCustom("0", "c"));
+}
+
+TEST_F(Questions, IdOfAStop_IsTakenAsItStandsAndNeverNormalised) {
+    device_.CreateTextRecordForDevice("7");
+    device_.HandleAsk(Ask("7", QuestionType::General));
+    Press(7, 1);
+    for (const char* other : {"007", "00", "07 ", "+7"}) {
+        device_.HandleStop(Stop(other));
+        EXPECT_EQ(QuestionState("7"), "Open") << other;
+        EXPECT_EQ(AnswerState("7"), "Collecting") << other;
+        EXPECT_EQ(QuestionState(other), "Absent");
+        EXPECT_FALSE(device_.CheckLastQuestionCustom(other, "c")) << other;
+    }
 }
 
 TEST_F(Questions, TakeKey_FillsTheEventFromTheQuestionAndLeavesTheSendingToItsCaller) {

@@ -81,6 +81,23 @@ TEST_F(Texts, Text_OnlyCallsSetText) {
     ASSERT_THAT(log_.OfFunction("VoteDeckObjectBase::HandleText"), SizeIs(1));
 }
 
+TEST_F(Texts, Text_WritesNoRecordItself) {
+    device_.CreateTextRecordForDevice("7");
+    device_.text_record_map_["7"].row1 = "shown";
+    for (const char* device : {"7", "0"}) {
+        CommandText text;
+        text.id = "id of the text";
+        text.device = device;
+        text.has_row1 = text.has_row2 = text.has_row3 = true;
+        text.row1 = text.row2 = text.row3 = "new";
+        device_.HandleText(text);
+        ASSERT_THAT(device_.text_record_map_, SizeIs(1)) << device;
+        const CommandText& record = device_.text_record_map_["7"];
+        EXPECT_EQ(record.row1, "shown") << device;
+        EXPECT_EQ(record.id + record.row2 + record.row3, "") << device;
+    }
+}
+
 TEST_F(Texts, DropForAll_IsRefusedWithAWarning) {
     device_.CreateTextRecordForDevice("7");
     device_.HandleAsk(Ask("0", QuestionType::General));
@@ -114,6 +131,36 @@ TEST_F(Texts, Drop_ErasesNotifiesClosesAndRemembersInThisOrder) {
     EXPECT_TRUE(device_.last_question_map_["7"].stopped);
     EXPECT_TRUE(IsDropped("7"));
     EXPECT_THAT(messages_, IsEmpty());
+}
+
+TEST_F(Texts, Drop_TellsTheHardwareNothing) {
+    device_.CreateTextRecordForDevice("7");
+    device_.HandleAsk(Ask("7", QuestionType::SingleChoice));
+    EXPECT_CALL(device_, StartQuestion(_, _)).Times(0);
+    EXPECT_CALL(device_, StopQuestion(_)).Times(0);
+    EXPECT_CALL(device_, SetText(_, _, _, _, _, _, _)).Times(0);
+    device_.HandleDrop(Drop("7"));
+    EXPECT_TRUE(IsDropped("7"));
+}
+
+TEST_F(Texts, IdOfADrop_IsTakenAsItStandsAndNeverNormalised) {
+    device_.CreateTextRecordForDevice("7");
+    device_.HandleAsk(Ask("7", QuestionType::General));
+    device_.HandleDrop(Drop("007"));
+    device_.HandleDrop(Drop("00"));
+    EXPECT_THAT(device_.dropped_device_set_, ElementsAre("00", "007")) << "and 00 is not refused";
+    EXPECT_TRUE(IsActivated("7"));
+    EXPECT_EQ(Press(7, 1), "sent");
+    device_.EraseDeviceFromDropSet("7");
+    EXPECT_TRUE(IsDropped("007"));
+}
+
+TEST_F(Texts, DropOfAnIdThatIsNoNumber_IsRememberedAsItStands) {
+    device_.HandleDrop(Drop("abc"));
+    EXPECT_THAT(device_.dropped_device_set_, ElementsAre("abc"));
+    EXPECT_CALL(device_, SetText("0", true, "", true, "", true, ""));
+    EXPECT_CALL(device_, SetText("abc", true, "", true, "", true, ""));
+    device_.ClearTextForAllDevices();
 }
 
 TEST_F(Texts, DropTwice_IsHeldOnceAndNotifiedTwice) {
