@@ -21,6 +21,16 @@ extern "C" {
 extern void* __imp_RegisterDeviceNotificationW;
 extern void* __imp_UnregisterDeviceNotification;
 extern void* __imp_MessageBoxW;
+extern void* __imp_CreateWindowExW;
+extern void* __imp_ShowWindow;
+extern void* __imp_UpdateWindow;
+extern void* __imp_GetMessageW;
+extern void* __imp_TranslateMessage;
+extern void* __imp_DispatchMessageW;
+extern void* __imp_DefWindowProcW;
+extern void* __imp_BeginPaint;
+extern void* __imp_EndPaint;
+extern void* __imp_ValidateRect;
 }
 
 namespace vdipc::test {
@@ -311,6 +321,139 @@ const ChildJob g_registration_fails("registration fails", [] {
     return 0;
 });
 
+// What the window is made with, and what is done with it before the loop. Noted on the message thread, whose first
+// message comes behind it.
+struct Made {
+    std::vector<std::string> calls;
+    std::wstring title;
+    bool as_it_should_be = false;
+} g_made;
+decltype(&CreateWindowExW) g_create_window = nullptr;
+decltype(&ShowWindow) g_show_window = nullptr;
+decltype(&UpdateWindow) g_update_window = nullptr;
+
+HWND WINAPI NoteCreation(DWORD extended_style, LPCWSTR window_class, LPCWSTR title, DWORD style, int x, int y,
+                         int width, int height, HWND parent, HMENU menu, HINSTANCE instance,
+                         LPVOID parameter) {
+    // Others on the thread, the system's own among them, may make windows too.
+    if (std::wstring(L"USBWin2") == window_class) {
+        g_made.calls.emplace_back("create");
+        g_made.title = title;
+        g_made.as_it_should_be = extended_style == 0 && style == 0xCF0000 && x == CW_USEDEFAULT &&
+                                 y == CW_USEDEFAULT && width == CW_USEDEFAULT && height == CW_USEDEFAULT &&
+                                 parent == nullptr && menu == nullptr &&
+                                 instance == GetModuleHandleW(nullptr) && parameter == nullptr;
+    }
+    return g_create_window(extended_style, window_class, title, style, x, y, width, height, parent, menu,
+                           instance, parameter);
+}
+
+BOOL WINAPI NoteShow(HWND window, int command) {
+    g_made.calls.push_back("show " + std::to_string(command));
+    return g_show_window(window, command);
+}
+
+BOOL WINAPI NoteUpdate(HWND window) {
+    g_made.calls.emplace_back("update");
+    return g_update_window(window);
+}
+
+const ChildJob g_window_arguments("window arguments", [] {
+    const ImportHook create(&__imp_CreateWindowExW, &NoteCreation, &g_create_window);
+    const ImportHook show(&__imp_ShowWindow, &NoteShow, &g_show_window);
+    const ImportHook update(&__imp_UpdateWindow, &NoteUpdate, &g_update_window);
+    USBListener::GetInstance();
+    const HWND window = WaitForWindow(L"USBWin2", L"The Hello Program");
+    CHILD_REQUIRE(window != nullptr);
+    CHILD_REQUIRE(SendMessageW(window, WM_NULL, 0, 0) == 0);
+    CHILD_REQUIRE((g_made.calls == std::vector<std::string>{"create", "show 0", "update"}));
+    CHILD_REQUIRE(g_made.title == L"The Hello Program");
+    CHILD_REQUIRE(g_made.as_it_should_be);
+    return 0;
+});
+
+// A loop whose first message is a failure.
+std::atomic<int> g_messages_asked{0};
+std::atomic<int> g_messages_handled{0};
+std::atomic<bool> g_messages_filtered{false};
+decltype(&GetMessageW) g_get_message = nullptr;
+decltype(&TranslateMessage) g_translate_message = nullptr;
+decltype(&DispatchMessageW) g_dispatch_message = nullptr;
+
+BOOL WINAPI FailFirstMessage(LPMSG message, HWND window, UINT first, UINT last) {
+    if (window != nullptr || first != 0 || last != 0) {
+        g_messages_filtered = true;
+    }
+    return ++g_messages_asked == 1 ? -1 : g_get_message(message, window, first, last);
+}
+
+BOOL WINAPI NoteTranslation(const MSG* message) {
+    ++g_messages_handled;
+    return g_translate_message(message);
+}
+
+LRESULT WINAPI NoteDispatch(const MSG* message) {
+    ++g_messages_handled;
+    return g_dispatch_message(message);
+}
+
+const ChildJob g_failed_message("failed message", [] {
+    const ImportHook get(&__imp_GetMessageW, &FailFirstMessage, &g_get_message);
+    const ImportHook translate(&__imp_TranslateMessage, &NoteTranslation, &g_translate_message);
+    const ImportHook dispatch(&__imp_DispatchMessageW, &NoteDispatch, &g_dispatch_message);
+    USBListener::GetInstance();
+    const HWND window = WaitForWindow(L"USBWin2", L"The Hello Program");
+    CHILD_REQUIRE(window != nullptr);
+    // Answered in the second call: the loop went on, as behind any message.
+    CHILD_REQUIRE(SendMessageW(window, WM_DEVICECHANGE, 7, 0) == 0);
+    CHILD_REQUIRE(IsWindow(window));
+    CHILD_REQUIRE(g_messages_asked == 2 && g_messages_handled == 2);
+    CHILD_REQUIRE(!g_messages_filtered);
+    return CloseAndJoin(window);
+});
+
+// Calls in which a window could be painted.
+std::atomic<int> g_paint_calls{0};
+decltype(&DefWindowProcW) g_default_procedure = nullptr;
+decltype(&BeginPaint) g_begin_paint = nullptr;
+decltype(&EndPaint) g_end_paint = nullptr;
+decltype(&ValidateRect) g_validate = nullptr;
+
+LRESULT WINAPI NoteDefault(HWND window, UINT message, WPARAM wParam, LPARAM lParam) {
+    if (message == WM_PAINT) {
+        ++g_paint_calls;
+    }
+    return g_default_procedure(window, message, wParam, lParam);
+}
+
+HDC WINAPI NoteBegin(HWND window, LPPAINTSTRUCT paint) {
+    ++g_paint_calls;
+    return g_begin_paint(window, paint);
+}
+
+BOOL WINAPI NoteEnd(HWND window, const PAINTSTRUCT* paint) {
+    ++g_paint_calls;
+    return g_end_paint(window, paint);
+}
+
+BOOL WINAPI NoteValidation(HWND window, const RECT* rectangle) {
+    ++g_paint_calls;
+    return g_validate(window, rectangle);
+}
+
+const ChildJob g_paint("paint", [] {
+    const ImportHook by_default(&__imp_DefWindowProcW, &NoteDefault, &g_default_procedure);
+    const ImportHook begin(&__imp_BeginPaint, &NoteBegin, &g_begin_paint);
+    const ImportHook end(&__imp_EndPaint, &NoteEnd, &g_end_paint);
+    const ImportHook validation(&__imp_ValidateRect, &NoteValidation, &g_validate);
+    USBListener::GetInstance();
+    const HWND window = WaitForWindow(L"USBWin2", L"The Hello Program");
+    CHILD_REQUIRE(window != nullptr);
+    CHILD_REQUIRE(SendMessageW(window, WM_PAINT, 0, 0) == 0);
+    CHILD_REQUIRE(g_paint_calls == 0);
+    return 0;
+});
+
 // The same loop on a thread of the job's own, for its result.
 const ChildJob g_loop_result("loop result", [] {
     USBListener& listener = USBListener::GetInstance();
@@ -361,6 +504,18 @@ TEST(USBWindow, CreateAndClose_RegisterForHidInterfacesAndEndRegistrationThenWin
 
 TEST(USBWindow, RegistrationFails_NodesChangedStillComesAndNothingIsUnregistered) {
     EXPECT_EQ(RunChildJob("registration fails"), 0u);
+}
+
+TEST(USBWindow, Creation_HasExactlyTheseArgumentsAndTheWindowIsHiddenAndUpdated) {
+    EXPECT_EQ(RunChildJob("window arguments"), 0u);
+}
+
+TEST(USBWindow, Loop_MessageThatFails_GoesOn) {
+    EXPECT_EQ(RunChildJob("failed message"), 0u);
+}
+
+TEST(USBWindow, Paint_CallsNothing) {
+    EXPECT_EQ(RunChildJob("paint"), 0u);
 }
 
 TEST(USBWindow, Loop_ReturnsTheParameterOfTheQuitMessage) {

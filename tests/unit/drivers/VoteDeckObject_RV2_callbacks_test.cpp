@@ -67,6 +67,22 @@ TEST(CheckAudioData, ShorterThan88Bytes_Gives3) {
     EXPECT_EQ(Check(Bytes(88)), 1);
 }
 
+TEST(CheckAudioData, NullPointerOrTooShort_PrintsNothing) {
+    testing::internal::CaptureStdout();
+    EXPECT_EQ(VoteDeckObject_RV2::CheckAudioData(nullptr, 5000), 0);
+    EXPECT_EQ(Check(Bytes(87)), 3);
+    EXPECT_EQ(testing::internal::GetCapturedStdout(), "");
+}
+
+TEST(CheckAudioData, Print_NeverReachesTheLog) {
+    const LogCapture log;
+    testing::internal::CaptureStdout();
+    EXPECT_EQ(Check(Bytes(4096)), 1);
+    EXPECT_EQ(Check(FillPattern(4096)), 2);
+    EXPECT_EQ(testing::internal::GetCapturedStdout(), "check redio 0\ncheck redio 1\n");
+    EXPECT_THAT(log.Rests(), ElementsAre("", "")) << "the two entries";
+}
+
 TEST(CheckAudioData, AllTenWordsOfEitherPattern_Gives2AndPrints1) {
     const Bytes bytes = FillPattern(4096);
     testing::internal::CaptureStdout();
@@ -199,6 +215,28 @@ TEST_F(RV2CallbackTest, KeypadDisconnect_ForgetsNotifiesAndSendsInactivated) {
     EXPECT_THAT(handler_.TakeNotes(), ElementsAre("active devices changed", "inactivated 7"));
     EXPECT_THAT(object_->GetActivatedDeviceSet(), ElementsAre("8"));
     EXPECT_TRUE(object_->dropped_device_set_.empty());
+}
+
+TEST_F(RV2CallbackTest, KeypadThatLeavesAndComesBack_KeepsItsQuestionAndItsAnswer) {
+    AddKeypads({"7"});
+    Ask("7", QuestionType::MultipleChoice);
+    object_->OnKeypadEvent(7, 1);
+    object_->OnKeypadConnect(0, 7, false);
+    object_->OnKeypadConnect(0, 7, true);
+    handler_.RunTasks();
+    handler_.TakeNotes();
+    EXPECT_TRUE(object_->CheckLastQuestionCustom("7", "c"));
+    object_->OnKeypadEvent(7, 2);
+    object_->OnKeypadEvent(7, 5);
+    handler_.RunTasks();
+    EXPECT_THAT(handler_.TakeNotes(), ElementsAre("key-pressed 7 AB"));
+    object_->OnKeypadConnect(0, 7, false);
+    object_->OnKeypadConnect(0, 7, true);
+    handler_.RunTasks();
+    handler_.TakeNotes();
+    object_->OnKeypadEvent(7, 5);
+    handler_.RunTasks();
+    EXPECT_THAT(handler_.TakeNotes(), IsEmpty()) << "the answer is still finished";
 }
 
 TEST_F(RV2CallbackTest, Callbacks_WithValues_WriteOneLineOnTheLibrarysThread) {
@@ -343,6 +381,13 @@ TEST_F(RV2CallbackTest, AudioEvent_NoDataAtAll_IsBadAndHarmless) {
     handler_.RunTasks();
     ASSERT_THAT(handler_.TakeNotes(), ElementsAre("evaluated 7"));
     EXPECT_EQ(handler_.Events().back()["data"]["error"].asInt(), -201);
+}
+
+TEST_F(RV2CallbackTest, AudioEvent_OneByte_IsARecordingLikeAnyOther) {
+    Ask("7", QuestionType::Audio);
+    Record(Bytes(1, 42));
+    handler_.RunTasks();
+    EXPECT_THAT(handler_.TakeNotes(), ElementsAre("recognize 1"));
 }
 
 TEST_F(RV2CallbackTest, AudioEvent_BadRecordingOfAnAudioQuestion_GoesToRecognitionAllTheSame) {

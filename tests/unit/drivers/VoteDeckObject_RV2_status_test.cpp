@@ -151,20 +151,38 @@ TEST_F(RV2StatusTest, StatusThread_LogsItsBeginAndItsEnd) {
     EXPECT_EQ(handler_.QueuedTasks(), 0u);
 }
 
-TEST_F(RV2StatusTest, StatusThread_WaitThatFails_CountsAsTimeout) {
-    struct Enough {};
-    class Impatient : public HandlerRecorder {
-    public:
-        void PostTask(std::function<void()>) override {
-            if (++posts == 5) {
-                throw Enough();
-            }
+/// Ends a status thread's loop, which runs on the test's own thread, at a post.
+struct Enough {};
+class Impatient : public HandlerRecorder {
+public:
+    explicit Impatient(int enough) : enough_(enough) {}
+    void PostTask(std::function<void()>) override {
+        if (++posts == enough_) {
+            throw Enough();
         }
-        int posts = 0;
-    } impatient;
+    }
+    int posts = 0;
+
+private:
+    const int enough_;
+};
+
+TEST_F(RV2StatusTest, StatusThread_WaitThatFails_CountsAsTimeout) {
+    Impatient impatient(5);
     object_->SetEventListener(&impatient);
     EXPECT_THROW(Access::StatusThread(*object_, nullptr), Enough);
     EXPECT_EQ(impatient.posts, 5);
+    object_->SetEventListener(&handler_);
+}
+
+TEST_F(RV2StatusTest, StatusThread_StoppedWhileItWaits_PostsNoTask) {
+    Impatient impatient(1);
+    object_->SetEventListener(&impatient);
+    const EventHandle stop = CreateAutoResetEvent();
+    SignalEvent(stop);
+    EXPECT_NO_THROW(Access::StatusThread(*object_, stop));
+    EXPECT_EQ(impatient.posts, 0);
+    CloseEvent(stop);
     object_->SetEventListener(&handler_);
 }
 
@@ -219,10 +237,23 @@ TEST_F(RV2StatusTest, NodesChanged_PostsOneCheck) {
     EXPECT_EQ(object_->probes, 0);
     ASSERT_EQ(handler_.QueuedTasks(), 1u);
     EXPECT_THAT(log_.Rests(), ElementsAre(""));
+    EXPECT_EQ(log_.Lines()[0].level, LogLevel::Trace);
     object_->status_ = 1;
     object_->answers = {1};
     handler_.RunTasks();
     EXPECT_THAT(handler_.TakeNotes(), ElementsAre("bad status 1"));
+}
+
+TEST_F(RV2StatusTest, NodesChanged_TenNotices_AreTenChecks) {
+    for (std::size_t i = 1; i <= 10; ++i) {
+        object_->OnDeviceNodesChanged();
+        EXPECT_EQ(handler_.QueuedTasks(), i);
+    }
+    object_->status_ = 1;
+    object_->answers = {1};
+    handler_.RunTasks();
+    EXPECT_EQ(object_->probes, 10);
+    EXPECT_THAT(handler_.TakeNotes(), testing::AllOf(testing::SizeIs(10), testing::Each("bad status 1")));
 }
 
 TEST_F(RV2StatusTest, NodesChanged_ReachesTheObjectThroughTheListener) {
@@ -253,6 +284,7 @@ TEST_F(RV2StatusTest, DeviceArrivalAndRemoval_AreNotCaredFor) {
     object_->OnDeviceRemoved(1, L"COM3");
     EXPECT_THAT(log_.Rests(), ElementsAre("do not care", "do not care"));
     EXPECT_EQ(log_.Lines()[0].level, LogLevel::Trace);
+    EXPECT_EQ(log_.Lines()[1].level, LogLevel::Trace);
     EXPECT_EQ(handler_.QueuedTasks(), 0u);
 }
 

@@ -110,6 +110,37 @@ TEST_F(RV2LifecycleTest, Initialize_SdkConfigFileGoesBetweenTheOldSocketAndTheNe
     object_->Initialize();
 }
 
+TEST_F(RV2LifecycleTest, Initialize_StationDownWithALibraryObjectThere_LeavesSocketAndConfigurationAlone) {
+    AttachDeck();
+    for (const std::int32_t answer : {0, 1}) {
+        object_->answers = {answer};
+        EXPECT_EQ(object_->Initialize(), answer);
+        EXPECT_EQ(Access::Deck(*object_), &deck_);
+    }
+    EXPECT_TRUE(log_.OfFunction("VoteDeckObject_RV2::DeleteSdkConfigFile").empty()) << log_.Text();
+}
+
+TEST_F(RV2LifecycleTest, Initialize_SdkConfigFileGoesBeforeTheLibrarysObjectIsMade) {
+    ClosedFactories().create_vote_deck_obj = [this] {
+        EXPECT_TRUE(log_.Contains("VoteDeckObject_RV2::DeleteSdkConfigFile:"));
+        return &deck_;
+    };
+    EXPECT_CALL(deck_, SetListener(_));
+    EXPECT_CALL(deck_, InitSocket(_, _, _)).WillOnce(Return(1));
+    object_->Initialize();
+    EXPECT_EQ(Creations(), 1u);
+}
+
+TEST_F(RV2LifecycleTest, Initialize_WatchStartsBehindTheSession) {
+    EXPECT_CALL(deck_, SetListener(_));
+    EXPECT_CALL(deck_, InitSocket(_, _, _)).WillOnce(Return(0));
+    EXPECT_CALL(deck_, SetSessionMode(6, 0)).WillOnce([this] { ExpectNoWatch(); });
+    EXPECT_CALL(deck_, StartSession()).WillOnce([this] { ExpectNoWatch(); });
+    EXPECT_CALL(deck_, SetSessionEnabled(true)).WillOnce([this] { ExpectNoWatch(); });
+    object_->Initialize();
+    EXPECT_TRUE(Access::HasThread(*object_));
+}
+
 TEST_F(RV2LifecycleTest, Initialize_SdkConfigFileAbsent_GoesOnAsUsual) {
     EXPECT_CALL(deck_, SetListener(_));
     EXPECT_CALL(deck_, InitSocket(_, _, _)).WillOnce(Return(0));
@@ -123,6 +154,17 @@ TEST_F(RV2LifecycleTest, Initialize_ScriptGivesNoAnswer_ProbesUntilItDoes) {
     object_->answers.push_back(1);
     EXPECT_EQ(object_->Initialize(), 1);
     EXPECT_EQ(object_->probes, 51);
+}
+
+TEST_F(RV2LifecycleTest, Initialize_ScriptGivesNoAnswer_ProbesAgainWithoutAPause) {
+    constexpr int kProbes = 20000;
+    object_->answers = std::deque<std::int32_t>(kProbes, -2);
+    object_->answers.push_back(1);
+    const auto start = std::chrono::steady_clock::now();
+    object_->Initialize();
+    EXPECT_EQ(object_->probes, kProbes + 1);
+    // A pause of one millisecond would make twice as much.
+    EXPECT_LT(std::chrono::steady_clock::now() - start, std::chrono::milliseconds(kProbes / 2));
 }
 
 TEST_F(RV2LifecycleTest, Initialize_ForgetsTheOldStatusFirst) {
@@ -178,6 +220,29 @@ TEST_F(RV2LifecycleTest, Uninitialize_StopsTheWatchThenClosesTheSocket) {
     EXPECT_EQ(Access::StatusEvent(*object_), nullptr);
     EXPECT_EQ(object_->GetDeviceStatus(), -1) << "the status stays as it was";
     EXPECT_EQ(Access::Deck(*object_), &deck_);
+}
+
+TEST_F(RV2LifecycleTest, TakenDownAndBroughtUpAgain_KeepsQuestionsAnswersAndDroppedKeypads) {
+    EXPECT_CALL(deck_, CloseSocket()).Times(AnyNumber());
+    EXPECT_CALL(deck_, SetListener(_)).Times(AnyNumber());
+    EXPECT_CALL(deck_, InitSocket(_, _, _)).WillRepeatedly(Return(0));
+    EXPECT_CALL(deck_, SetSessionMode(_, _)).Times(AnyNumber());
+    EXPECT_CALL(deck_, StartSession()).Times(AnyNumber());
+    EXPECT_CALL(deck_, SetSessionEnabled(_)).Times(AnyNumber());
+    AddKeypads({"7"});
+    object_->last_question_map_["7"].stopped = false;
+    object_->last_question_map_["7"].ask.custom = "c";
+    object_->last_answer_map_["7"].key_event.key = "AB";
+    object_->dropped_device_set_ = {"9"};
+    for (const std::int32_t answer : {-1, 0, 1, -1}) {
+        object_->answers = {answer};
+        object_->Uninitialize();
+        object_->Initialize();
+        EXPECT_TRUE(object_->CheckLastQuestionCustom("7", "c")) << answer;
+        EXPECT_EQ(object_->last_answer_map_["7"].key_event.key, "AB") << answer;
+        EXPECT_THAT(object_->dropped_device_set_, ElementsAre("9")) << answer;
+        EXPECT_THAT(object_->GetActivatedDeviceSet(), ElementsAre("7")) << answer;
+    }
 }
 
 TEST_F(RV2LifecycleTest, Uninitialize_NeverInitialized_CallsNothing) {
@@ -312,6 +377,27 @@ TEST_F(RV2CommandTest, HandleHi_DeviceIsNoNumber_RaisesBeforeTheLineOfTheCall) {
     Hi("abc", {Argument(HiArgumentType::None, 1, 1, 1)});
 }
 
+TEST_F(RV2CommandTest, IdsOfCommands_AreTakenAsTheyStandAndNeverNormalised) {
+    AddKeypads({"7"});
+    object_->text_record_map_["7"].row1 = "shown";
+    // None of these is all keypads, and none is keypad 7's own record.
+    EXPECT_CALL(deck_, SendAlarm(0, 1, 1, 1));
+    Hi("00", {Argument(HiArgumentType::Beep, 1, 1, 1)});
+    EXPECT_CALL(deck_, SendContext(StrEq("new"), StrEq(""), StrEq(""), 0, 0));
+    object_->SetText("00", true, "new", false, "", false, "");
+    EXPECT_CALL(deck_, SendContext(StrEq("new"), StrEq(""), StrEq(""), 0, 7));
+    object_->SetText("007", true, "new", false, "", false, "");
+    EXPECT_EQ(object_->text_record_map_["7"].row1, "shown");
+    EXPECT_CALL(deck_, StartQuestion(_, _, _, _, _, _, 7)).WillOnce([this] {
+        ExpectAnnounced("StartQuestion", "rv2.0 StartQuestion type=0 device_id=007");
+    });
+    object_->StartQuestion("007", QuestionType::General);
+    EXPECT_CALL(deck_, EndQuestion(7, _)).WillOnce([this] {
+        ExpectAnnounced("StopQuestion", "rv2.0 EndQuestion device_id=007");
+    });
+    object_->StopQuestion("007");
+}
+
 TEST_F(RV2CommandTest, ConvertColor_PassesTheKnownColoursAndMakesAllElseRed) {
     const std::pair<int, int> rows[] = {{1, 1}, {2, 2}, {3, 3}, {4, 4},  {5, 5},  {6, 6},
                                         {7, 7}, {8, 4}, {0, 4}, {-1, 4}, {255, 4}};
@@ -409,6 +495,65 @@ TEST_F(RV2CommandTest, SetText_RowOfTheRecordItself_IsCopiedFirst) {
     EXPECT_CALL(deck_, SendContext(StrEq(" "), StrEq("shown"), _, 0, 1));
     EXPECT_CALL(deck_, SendContext(StrEq(" "), StrEq("shown"), _, 0, 2));
     object_->SetText("0", true, "", true, object_->text_record_map_["1"].row1, false, "");
+}
+
+TEST_F(RV2CommandTest, DropOfAnIdThatIsNoNumber_RaisesOnlyWhenTheTextsAreCleared) {
+    CommandDrop drop;
+    drop.device = "abc";
+    object_->HandleDrop(drop);
+    EXPECT_THAT(object_->dropped_device_set_, ElementsAre("abc"));
+    EXPECT_THROW(object_->ClearTextForAllDevices(), std::invalid_argument);
+}
+
+/// The operations, by their names, with or without the library's object.
+class RV2EntryTest : public RV2Test, public testing::WithParamInterface<bool> {
+protected:
+    RV2EntryTest() {
+        if (GetParam()) {
+            AttachDeck();
+        }
+        EXPECT_CALL(deck_, CloseSocket()).Times(AnyNumber());
+        EXPECT_CALL(deck_, InitSocket(_, _, _)).WillRepeatedly(Return(1));
+        EXPECT_CALL(deck_, SetListener(_)).Times(AnyNumber());
+        EXPECT_CALL(deck_, StartQuestion(_, _, _, _, _, _, _)).Times(AnyNumber());
+        EXPECT_CALL(deck_, EndQuestion(_, _)).Times(AnyNumber());
+        EXPECT_CALL(deck_, SendContext(_, _, _, _, _)).Times(AnyNumber());
+    }
+
+    /// The call logs the operation's entry: its first line, at Trace, and no further one there.
+    void ExpectEntry(const std::string& operation, const std::function<void()>& call) {
+        log_.Clear();
+        call();
+        const auto lines = log_.OfFunction("VoteDeckObject_RV2::" + operation);
+        ASSERT_FALSE(lines.empty()) << operation;
+        EXPECT_EQ(lines[0].level, LogLevel::Trace) << operation;
+        EXPECT_EQ(lines[0].rest, "") << operation;
+        EXPECT_EQ(std::count_if(lines.begin(), lines.end(),
+                                [](const LogLine& line) { return line.level == LogLevel::Trace; }),
+                  1)
+            << operation;
+    }
+};
+
+INSTANTIATE_TEST_SUITE_P(WithoutAndWithLibraryObject, RV2EntryTest, testing::Bool());
+
+TEST_P(RV2EntryTest, EachOperation_LogsItsEntryAtTrace) {
+    ExpectEntry("HandleHi", [this] { object_->HandleHi(CommandHi()); });
+    ExpectEntry("StartQuestion", [this] { object_->StartQuestion("7", QuestionType::General); });
+    ExpectEntry("StopQuestion", [this] { object_->StopQuestion("7"); });
+    ExpectEntry("SetText", [this] { object_->SetText("7", true, "", true, "", true, ""); });
+    ExpectEntry("StartStatusCheck", [this] { Access::StartStatusCheck(*object_); });
+    ExpectEntry("StopStatusCheck", [this] { Access::StopStatusCheck(*object_); });
+    ExpectEntry("DeleteSdkConfigFile", [this] { Access::DeleteSdkConfigFile(*object_); });
+    for (const std::int32_t answer : {0, 1, -1}) {
+        object_->answers = {answer};
+        ExpectEntry("Initialize", [this] { object_->Initialize(); });
+    }
+    ExpectEntry("OnDeviceNodesChanged", [this] { object_->OnDeviceNodesChanged(); });
+    ExpectEntry("Uninitialize", [this] { object_->Uninitialize(); });
+    ExpectEntry("~VoteDeckObject_RV2", [this] { object_.reset(); });
+    ExpectEntry("VoteDeckObject_RV2", [] { const ScriptedRV2 object; });
+    ExpectEntry("CheckAudioData", [] { VoteDeckObject_RV2::CheckAudioData(nullptr, 0); });
 }
 
 TEST_F(RV2CommandTest, AllCommands_WithoutLibraryObject_DoNothing) {

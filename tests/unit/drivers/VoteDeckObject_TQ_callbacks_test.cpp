@@ -11,9 +11,7 @@
 namespace vdipc::test {
 namespace {
 
-using testing::_;
 using testing::ElementsAre;
-using testing::InSequence;
 using testing::IsEmpty;
 using enum DeviceType;
 
@@ -225,6 +223,17 @@ TEST_F(TQLinkTest, Lost_Status1RemovedAndOneNotification) {
     });
 }
 
+TEST_F(TQLinkTest, LostTwiceInARow_IsRemovedTwice) {
+    ForEachKind({}, [&](DeviceType kind, bool) {
+        object_->Initialize();
+        Forget();
+        object_->OnDeviceConnectedChange(false);
+        object_->OnDeviceConnectedChange(false);
+        const std::string status = fmt::format("status {} 1", static_cast<int>(kind));
+        EXPECT_THAT(Run(), ElementsAre("removed not-connected", status, "removed not-connected", status));
+    });
+}
+
 TEST_F(TQLinkTest, Back_ReadsTheInformationAnewThenArrivedThenNotification) {
     MakeInitialized(TQ1);
     control_.info = R"({"UID":"new"})";
@@ -289,117 +298,6 @@ TEST_F(TQLinkTest, NodesChanged_DoesNotCare) {
     object_->OnDeviceNodesChanged();
     ExpectLine(LogLevel::Trace, "do not care");
     EXPECT_EQ(handler_.QueuedTasks(), 0u);
-}
-
-// ---- cards
-
-class TQCardTest : public TQTest {};
-
-TEST_F(TQCardTest, TQ2Bind_SendsTheLockBeforeActivated) {
-    Make(TQ2);
-    object_->dropped_device_set_.insert("12");
-    object_->OnBindCard(12);
-    ExpectLine(LogLevel::Info, "newUid=12, ");
-    {
-        InSequence order;
-        EXPECT_CALL(deck_, SendQuestion(_, EnumQuestionType{17}, 12u)).WillOnce([&] {
-            EXPECT_THAT(handler_.Events(), IsEmpty());
-            EXPECT_THAT(object_->GetActivatedDeviceSet(), IsEmpty());
-        });
-    }
-    EXPECT_THAT(Run(), ElementsAre("active devices changed", "activated 12"));
-    ExpectLine(LogLevel::Debug, "task begin newUid=12, ");
-    EXPECT_THAT(object_->dropped_device_set_, IsEmpty());
-    EXPECT_THAT(object_->GetActivatedDeviceSet(), ElementsAre("12"));
-    testing::Mock::VerifyAndClearExpectations(&deck_);
-}
-
-TEST_F(TQCardTest, TQ2Unbind_SendsTheUnlockBeforeInactivated) {
-    Make(TQ2);
-    AddKeypad("12");
-    object_->dropped_device_set_.insert("12");
-    object_->OnUnbindCard(12);
-    ExpectLine(LogLevel::Info, "device_id=12");
-    EXPECT_CALL(deck_, SendQuestion(_, EnumQuestionType{18}, 12u)).WillOnce([&] {
-        EXPECT_THAT(handler_.Events(), IsEmpty());
-        EXPECT_THAT(object_->GetActivatedDeviceSet(), ElementsAre("12"));
-    });
-    EXPECT_THAT(Run(), ElementsAre("active devices changed", "inactivated 12"));
-    ExpectLine(LogLevel::Debug, "task begin device_id=12");
-    EXPECT_THAT(object_->dropped_device_set_, IsEmpty());
-    EXPECT_THAT(object_->GetActivatedDeviceSet(), IsEmpty());
-    testing::Mock::VerifyAndClearExpectations(&deck_);
-}
-
-TEST_F(TQCardTest, BindAndUnbind_RunTheStepsOfComingAndGoingInOrder) {
-    ForEachKind({TQ2}, [&](DeviceType, bool locks) {
-        object_->OnBindCard(12);
-        Run();
-        EXPECT_EQ(StepsOfTheCycle(log_), kStepsOfComing);
-        if (locks) {
-            ExpectTaskLine(LogLevel::Debug, "TQ2.0 send question lock 12", "OnBindCard");
-        }
-        Forget();
-        object_->OnUnbindCard(12);
-        Run();
-        EXPECT_EQ(StepsOfTheCycle(log_), kStepsOfGoing);
-        if (locks) {
-            ExpectTaskLine(LogLevel::Debug, "TQ2.0 send question unlock 12", "OnUnbindCard");
-        }
-    });
-}
-
-TEST_F(TQCardTest, BindAgain_KeepsTheRowsOfTheRecord) {
-    Make(TQ1);
-    AddKeypad("12", "a", "b", "c");
-    object_->OnBindCard(12);
-    Run();
-    EXPECT_EQ(RowsOf("12"), "a|b|c");
-}
-
-TEST_F(TQCardTest, CopyQuestion_NothingAskedOfAll_ChangesNothing) {
-    Make(LW);
-    object_->OnBindCard(12);
-    EXPECT_THAT(Run(), ElementsAre("active devices changed", "activated 12"));
-    EXPECT_THAT(object_->last_question_map_, IsEmpty());
-}
-
-TEST_F(TQCardTest, CopyQuestion_TakesAllFieldsButParamAndTheCommandsId) {
-    Make(LW);
-    CommandAsk all = Ask("0", QuestionType::VoiceEvaluation, "of all");
-    all.id = "id of all";
-    all.row1 = "1";
-    all.has_row1 = true;
-    all.row2 = "2";
-    all.has_row2 = true;
-    all.row3 = "3";
-    all.has_row3 = true;
-    all.param = "param of all";
-    all.stems = {"s", "t"};
-    all.audio_file_name_prefix = "p";
-    object_->last_question_map_["0"] = {true, all};
-    CommandAsk own;
-    own.id = "own id";
-    own.param = "own param";
-    object_->last_question_map_["12"] = {true, own};
-    Forget();
-    Access::CopyQuestion(*object_, "12");
-    const QuestionRecord& record = object_->last_question_map_["12"];
-    EXPECT_FALSE(record.stopped) << "open even where the question of all is stopped";
-    EXPECT_EQ(record.ask.device, "12");
-    EXPECT_EQ(record.ask.type, QuestionType::VoiceEvaluation);
-    EXPECT_EQ(record.ask.row1 + record.ask.row2 + record.ask.row3, "123");
-    EXPECT_TRUE(record.ask.has_row1 && record.ask.has_row2 && record.ask.has_row3);
-    EXPECT_EQ(record.ask.custom, "of all");
-    EXPECT_THAT(record.ask.stems, ElementsAre("s", "t"));
-    EXPECT_EQ(record.ask.audio_file_name_prefix, "p");
-    EXPECT_EQ(record.ask.param, "own param");
-    EXPECT_EQ(record.ask.id, "own id");
-    EXPECT_THAT(log_.Lines(), IsEmpty());
-    EXPECT_THAT(Take(), IsEmpty());
-    Access::CopyQuestion(*object_, "13");
-    EXPECT_EQ(object_->last_question_map_["13"].ask.param, "");
-    EXPECT_TRUE(object_->CheckLastQuestionCustom("13", "of all"));
 }
 
 // ---- recordings
@@ -474,6 +372,26 @@ TEST_F(TQAudioTest, EmptyRecording_IsSavedAsAnEmptyFile) {
     EXPECT_THAT(TakeFile(TrackwireRecords("ipc_vdk_event_voice_record").at(0).Value("extra")), IsEmpty());
 }
 
+TEST_F(TQAudioTest, RecordingOfOneByte_IsSavedAndSentLikeAnyOther) {
+    Make(TQ1);
+    Open(QuestionType::Audio);
+    Receive({1}, {42}, 0.0F);
+    EXPECT_THAT(Run(), ElementsAre("recognize 1"));
+    EXPECT_THAT(handler_.recognized, ElementsAre(42));
+    Json::Value request;
+    std::istringstream stream(handler_.request_id);
+    Json::parseFromStream(Json::CharReaderBuilder(), stream, &request, nullptr);
+    EXPECT_THAT(TakeFile(request["extra"].asString()), ElementsAre(42));
+}
+
+TEST_F(TQAudioTest, NullPointersWithASize_AreAnEmptyRecording) {
+    Make(TQ1);
+    Open(QuestionType::VoiceRecord);
+    object_->OnAudioDataReceived(12, nullptr, 5000, nullptr, 5000, 0.0F);
+    EXPECT_THAT(Run(), ElementsAre("voice-record 12"));
+    EXPECT_THAT(TakeFile(TrackwireRecords("ipc_vdk_event_voice_record").at(0).Value("extra")), IsEmpty());
+}
+
 TEST_F(TQAudioTest, NoQuestion_SavesNothing) {
     Make(TQ1);
     Receive({1}, {2}, 0.0F);
@@ -508,6 +426,33 @@ TEST_F(TQOtherCallbackTest, CallbacksThatAreNotUsed_LogTheirEntryAndNothingElse)
     EXPECT_THAT(log_.Lines(), IsEmpty());
     EXPECT_EQ(handler_.QueuedTasks(), 0u);
     EXPECT_THAT(Take(), IsEmpty());
+}
+
+TEST_F(TQOtherCallbackTest, CallbacksWithValues_WriteExactlyOneLine) {
+    const Bytes bytes(10);
+    ForEachKind({}, [&](DeviceType kind, bool) {
+        object_->Initialize();
+        const std::int32_t port = kDeviceKindPort;
+        const std::pair<const char*, std::function<void()>> callbacks[] = {
+            {"OnKeyEvent", [&] { object_->OnKeyEvent(4294967295, -1, 1, 2, 3, 4, 5); }},
+            {"OnDeviceConnectedChange", [&] { object_->OnDeviceConnectedChange(true); }},
+            {"OnBindCard", [&] { object_->OnBindCard(12); }},
+            {"OnAudioDataReceived",
+             [&] { object_->OnAudioDataReceived(12, bytes.data(), 10, bytes.data(), 10, 0.5F); }},
+            {"OnGetDeviceInfo", [&] { object_->OnGetDeviceInfo("text", 1); }},
+            {"OnUnbindCard", [&] { object_->OnUnbindCard(12); }},
+            {"OnDeviceIOError", [&] { object_->OnDeviceIOError(&deck_); }},
+            {"OnDeviceArrival", [&] { object_->OnDeviceArrival(kind == RV1 ? port : 0, L"p"); }},
+            {"OnDeviceRemoved", [&] { object_->OnDeviceRemoved(kind == RV1 ? port : 0, L"p"); }}};
+        for (const auto& [name, call] : callbacks) {
+            log_.Clear();
+            call();
+            ASSERT_EQ(log_.Lines().size(), 1u) << name << "\n" << log_.Text();
+            EXPECT_EQ(log_.Lines()[0].function, std::string("VoteDeckObject_TQ::") + name);
+        }
+        EXPECT_EQ(handler_.QueuedTasks(), kind == LW ? 6u : 8u);
+        handler_.DropTasks();
+    });
 }
 
 TEST_F(TQOtherCallbackTest, WithoutListener_TasksAreDroppedUnrun) {

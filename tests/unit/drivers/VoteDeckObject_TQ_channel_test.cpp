@@ -89,6 +89,25 @@ TEST_F(TQInfoTest, ReceiverGone_RecordStays) {
     EXPECT_EQ(Shown(object_->GetDeviceInfo()), "t,u,s,h,c,7,p");
 }
 
+TEST_F(TQInfoTest, TakenDown_RecordStays) {
+    object_->Initialize();
+    Read(kCompleteInfo);
+    object_->Uninitialize();
+    EXPECT_EQ(Shown(object_->GetDeviceInfo()), "t,u,s,h,c,7,p");
+    deck_.connected = false;
+    object_->Initialize();
+    EXPECT_EQ(Shown(object_->GetDeviceInfo()), "t,u,s,h,c,7,p")
+        << "nor does a start without a receiver clear it";
+}
+
+TEST_F(TQInfoTest, TextBeyondAscii_IsKeptByteForByte) {
+    const std::string company = "\xe4\xbd\xa0\xe5\xa5\xbd \xc3\xa9";
+    for (const char* code_page : {"CP1252", "CP936"}) {
+        SetActiveCodePage(code_page);
+        EXPECT_EQ(Read("{\"Company\":\"" + company + "\"}"), ",,,," + company + ",,") << code_page;
+    }
+}
+
 TEST_F(TQInfoTest, OnGetDeviceInfo_SendsItsRecordOnTheCallingThread) {
     object_->device_info_.channel = "7";
     std::thread([this] { object_->OnGetDeviceInfo("text of the library", -3); }).join();
@@ -103,6 +122,16 @@ TEST_F(TQInfoTest, OnGetDeviceInfo_SendsItsRecordOnTheCallingThread) {
     EXPECT_EQ(records[0].pairs[2].kind, 'i');
     EXPECT_EQ(records[0].Value("device_name"), "TQ1");
     EXPECT_EQ(records[0].Value("channel"), "7");
+}
+
+TEST_F(TQInfoTest, OnGetDeviceInfoWithoutText_SendsItsRecordWithAnEmptyOne) {
+    object_->OnGetDeviceInfo(nullptr, 7);
+    const auto records = TrackwireRecords();
+    ASSERT_EQ(records.size(), 1u);
+    EXPECT_EQ(records[0].Value("uniq_id"), "");
+    EXPECT_EQ(records[0].Value("result"), "7");
+    EXPECT_THAT(log_.Rests(), ElementsAre(" 7"));
+    EXPECT_EQ(log_.Lines()[0].level, LogLevel::Trace);
 }
 
 TEST_F(TQInfoTest, OnGetDeviceInfoWithoutListener_SendsNothing) {

@@ -116,6 +116,30 @@ TEST_F(TQLifeTest, Initialize_GivesTheLibraryItsOwnSides) {
     testing::Mock::VerifyAndClearExpectations(&deck_);
 }
 
+TEST_F(TQLifeTest, Initialize_IsOnTheListOfUsbListenersBeforeTheLibraryGetsIt) {
+    ForEachKind({}, [&](DeviceType, bool) {
+        const auto expect_listed = [this] { EXPECT_TRUE(USBListenerAccess::IsListed(object_.get())); };
+        EXPECT_CALL(deck_, SetListener(_)).WillOnce(expect_listed);
+        EXPECT_CALL(control_, SetListener(_)).WillOnce(expect_listed);
+        object_->Initialize();
+        testing::Mock::VerifyAndClearExpectations(&deck_);
+        testing::Mock::VerifyAndClearExpectations(&control_);
+    });
+}
+
+TEST_F(TQLifeTest, LinkChangeFromInsideEnableBindCard_IsIgnored) {
+    ForEachKind({}, [&](DeviceType, bool) {
+        EXPECT_CALL(control_, EnableBindCard(_)).WillOnce([this](const VoteDeckCallback&) {
+            object_->OnDeviceConnectedChange(true);
+            object_->OnDeviceConnectedChange(false);
+        });
+        EXPECT_EQ(object_->Initialize(), -1);
+        EXPECT_EQ(handler_.QueuedTasks(), 0u);
+        EXPECT_EQ(log_.Count("initialization not finished, return."), 2u);
+        testing::Mock::VerifyAndClearExpectations(&control_);
+    });
+}
+
 TEST_F(TQLifeTest, Initialize_NoReceiver_WaitsForIt) {
     ForEachKind({}, [&](DeviceType, bool) {
         deck_.connected = false;
@@ -151,6 +175,37 @@ TEST_F(TQLifeTest, Uninitialize_LeavesTheUsbNoticesAndSilencesTheLibrary) {
     ASSERT_EQ(lines.size(), 1u);
     EXPECT_EQ(lines[0].level, LogLevel::Trace);
     testing::Mock::VerifyAndClearExpectations(&deck_);
+}
+
+TEST_F(TQLifeTest, Uninitialize_ControlSideKeepsItsListenerAndALinkChangeIsStillHeard) {
+    ForEachKind({}, [&](DeviceType kind, bool) {
+        object_->Initialize();
+        Forget();
+        object_->Uninitialize();
+        EXPECT_THAT(Take(), ElementsAre("deck is silent"));
+        object_->OnDeviceConnectedChange(false);
+        EXPECT_THAT(Run(),
+                    ElementsAre("removed not-connected", fmt::format("status {} 1", static_cast<int>(kind))));
+    });
+}
+
+TEST_F(TQLifeTest, TakenDownAndBroughtUpAgain_KeepsQuestionsAnswersAndDroppedKeypads) {
+    for (const bool connected : {true, false}) {
+        ForEachKind({}, [&](DeviceType, bool) {
+            deck_.connected = connected;
+            object_->Initialize();
+            AddKeypad("12", "a", "b", "c");
+            object_->last_question_map_["12"] = {false, Ask("12", QuestionType::MultipleChoice)};
+            object_->last_answer_map_["12"].key_event.key = "AB";
+            object_->dropped_device_set_ = {"9"};
+            object_->Uninitialize();
+            object_->Initialize();
+            EXPECT_TRUE(object_->CheckLastQuestionCustom("12", "c"));
+            EXPECT_EQ(object_->last_answer_map_["12"].key_event.key, "AB");
+            EXPECT_THAT(object_->dropped_device_set_, ElementsAre("9"));
+            EXPECT_EQ(RowsOf("12"), "a|b|c");
+        });
+    }
 }
 
 TEST_F(TQLifeTest, Destructor_SilencesLeavesTheNoticesAndFreesTheLibraryObjectInThisOrder) {
@@ -385,6 +440,69 @@ TEST_F(TQQuestionTest, DropOfAllOnLW_IsRefusedByTheRecordsAndOpensTheQuestionAll
     EXPECT_EQ(object_->text_record_map_.count("12"), 1u);
 }
 
+TEST_F(TQQuestionTest, DropOnLW_StartsTheQuestionThroughTheVirtualTable) {
+    class Overridden : public OpenTQ {
+    public:
+        using OpenTQ::OpenTQ;
+        void StartQuestion(const std::string& device, QuestionType type) override {
+            calls.push_back(
+                fmt::format("{} {} {}", device, static_cast<int>(type), Access::AllGeneral(*this)));
+        }
+        std::vector<std::string> calls;
+    };
+    Overridden object(LW);
+    object.SetEventListener(&handler_);
+    CommandDrop drop;
+    drop.device = "12";
+    object.HandleDrop(drop);
+    EXPECT_THAT(object.calls, ElementsAre("0 11 false"));
+    EXPECT_TRUE(Access::AllGeneral(object));
+}
+
+TEST_F(TQQuestionTest, LWOnAGeneralQuestion_SaysThatItDoesNotStartOrStopWithoutAReceiverToo) {
+    Make(LW);
+    Access::AllGeneral(*object_) = true;
+    deck_.connected = false;
+    object_->StartQuestion("12", QuestionType::SingleChoice);
+    object_->StopQuestion("12");
+    ExpectLine(LogLevel::Info, "LW donot start question", "StartQuestion");
+    ExpectLine(LogLevel::Info, "LW donot stop question", "StopQuestion");
+    EXPECT_THAT(Take(), IsEmpty());
+}
+
+TEST_F(TQQuestionTest, IdsOfCommands_AreTakenAsTheyStandAndNeverNormalised) {
+    ForEachKind({}, [&](DeviceType, bool) {
+        AddKeypad("12", "a", "b", "c");
+        AddKeypad("13", "a", "b", "c");
+        // None of these is all keypads, and none is keypad 12's own record.
+        object_->SetText("00", true, "x", false, "", false, "");
+        object_->SetText("012", true, "x", false, "", false, "");
+        EXPECT_THAT(Take(), ElementsAre("rows x|| to 0", "rows x|| to 12"));
+        EXPECT_EQ(RowsOf("12"), "a|b|c");
+        object_->StartQuestion("012", QuestionType::SingleChoice);
+        object_->StopQuestion("012");
+        EXPECT_THAT(Take(), ElementsAre("question 1 to 12", "question 128 to 12"));
+        ExpectLine(LogLevel::Info, "SendQuestion type=1, device_id=012");
+        ExpectLine(LogLevel::Info, "SendQuestion device_id=012");
+        CommandHi hi;
+        hi.device = "00";
+        EXPECT_CALL(deck_, Activate(0u, _, _, _, _, _, _, _, _, _, _));
+        object_->HandleHi(hi);
+        testing::Mock::VerifyAndClearExpectations(&deck_);
+    });
+}
+
+TEST_F(TQQuestionTest, DropOfAnIdThatIsNoNumber_RaisesOnlyWhenTheTextsAreCleared) {
+    ForEachKind({}, [&](DeviceType, bool) {
+        object_->Initialize();
+        Drop("abc");
+        EXPECT_THAT(object_->dropped_device_set_, ElementsAre("abc"));
+        EXPECT_THROW(object_->ClearTextForAllDevices(), std::invalid_argument);
+        deck_.connected = false;
+        EXPECT_NO_THROW(object_->ClearTextForAllDevices());
+    });
+}
+
 TEST_F(TQQuestionTest, DropOnLWWithoutReceiver_SetsTheFlagThoughNothingWasSent) {
     MakeInitialized(LW);
     deck_.connected = false;
@@ -464,6 +582,31 @@ TEST_F(TQTextTest, RowsThatBelongToARecord_AreCopiedBeforeTheyAreReplaced) {
     const CommandText& record = object_->text_record_map_["12"];
     object_->SetText("12", true, record.row2, true, record.row3, true, record.row1);
     EXPECT_EQ(RowsOf("12"), "two|three|one");
+}
+
+TEST_F(TQTextTest, ReceiverNotConnected_LeavesTheRecordsAsTheyAre) {
+    ForEachKind({}, [&](DeviceType, bool) {
+        AddKeypad("12", "a", "b", "c");
+        deck_.connected = false;
+        object_->SetText("12", true, "x", true, "y", true, "z");
+        object_->SetText("0", true, "x", true, "y", true, "z");
+        EXPECT_EQ(RowsOf("12"), "a|b|c");
+        EXPECT_THAT(Take(), IsEmpty());
+    });
+}
+
+TEST_F(TQTextTest, LinesOfSetContext_HaveTheCodePagesBytesOnEveryKind) {
+    ForEachKind({}, [&](DeviceType, bool) {
+        AddKeypad("12", "\xE9", "\xE8", "\xEA");
+        object_->SetText("12", true, "\xE7", false, "", false, "");
+        ExpectLine(LogLevel::Info, "SetContext device_id=12, row1='\xE7', row2='\xE8', row3='\xEA'",
+                   "SetText");
+        object_->SetText("13", true, "\xE7", true, "\xE8", true, "\xEA");
+        ExpectLine(LogLevel::Info,
+                   "device has been dropped but still SetContext device_id=13, row1='\xE7', row2='\xE8', "
+                   "row3='\xEA'",
+                   "SetText");
+    });
 }
 
 TEST_F(TQTextTest, ClearTextForAllDevices_ReachesDroppedOnesToo) {
