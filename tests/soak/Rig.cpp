@@ -18,7 +18,7 @@ constexpr const char* kRegistryValue = "using_channel";
 }  // namespace
 
 Client::Client() {
-    if (pipe_.Open(30000) != tools::OpenResult::Open) {
+    if (pipe_.Open(std::chrono::milliseconds(30000)) != client::ConnectResult::Connected) {
         throw std::runtime_error("the pipe can't be opened: " + pipe_.LastError());
     }
     reader_ = std::thread([this] { ReadLoop(); });
@@ -31,7 +31,7 @@ Client::~Client() {
 }
 
 void Client::ReadLoop() {
-    tools::Frame frame;
+    client::Frame frame;
     while (pipe_.Read(frame)) {
         const std::lock_guard lock(mutex_);
         if (frame.type == kFrameTypePing) {
@@ -52,7 +52,7 @@ void Client::ReadLoop() {
 }
 
 void Client::Send(const std::string& json) {
-    if (!pipe_.Write(tools::JsonFrameBytes(json))) {
+    if (!pipe_.Write(client::JsonFrameBytes(json))) {
         throw std::runtime_error("the pipe doesn't take " + json + ": " + pipe_.LastError());
     }
 }
@@ -61,7 +61,7 @@ void Client::Ping() {
     std::unique_lock lock(mutex_);
     const std::size_t wanted = replies_ + 1;
     lock.unlock();
-    if (!pipe_.Write(tools::PingBytes())) {
+    if (!pipe_.Write(client::PingBytes())) {
         throw std::runtime_error("the pipe takes no ping: " + pipe_.LastError());
     }
     lock.lock();

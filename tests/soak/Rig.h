@@ -1,8 +1,8 @@
 // The machinery of the soak: a real host process with the real library, a client at its pipe, the simulated classroom.
 #pragma once
 
-#include "tools/common/PipeClient.h"
 #include "tools/common/Stage.h"
+#include "vdipc/client/Connection.h"
 
 #include <chrono>
 #include <condition_variable>
@@ -38,7 +38,7 @@ public:
 private:
     void ReadLoop();
 
-    tools::PipeClient pipe_;
+    client::Connection pipe_;
     std::mutex mutex_;
     std::condition_variable changed_;
     std::deque<Json::Value> events_;

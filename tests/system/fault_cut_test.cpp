@@ -11,8 +11,8 @@
 namespace vdipc::test {
 namespace {
 
-using tools::JsonFrameBytes;
-using tools::PingBytes;
+using client::JsonFrameBytes;
+using client::PingBytes;
 
 /// Three frames whose arrival can be counted: two commands that the host hears of, and a ping between them.
 class CutStream {

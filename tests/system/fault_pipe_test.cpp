@@ -12,8 +12,8 @@
 namespace vdipc::test {
 namespace {
 
-using tools::JsonFrameBytes;
-using tools::PingBytes;
+using client::JsonFrameBytes;
+using client::PingBytes;
 
 class PipeFaults : public FaultTest {};
 

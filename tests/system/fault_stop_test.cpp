@@ -14,7 +14,7 @@
 namespace vdipc::test {
 namespace {
 
-using tools::JsonFrameBytes;
+using client::JsonFrameBytes;
 
 /// What a stop leaves behind where the library was in the middle of a read, or of a write: the event of that operation.
 constexpr std::size_t kReadEvent = 1;

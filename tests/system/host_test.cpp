@@ -200,7 +200,7 @@ TEST_F(HostSystem, UndecodableMessages_AreLoggedAndDropped) {
     for (const char* const text :
          {"", "[]", "\"x\"", "{}", "{\"command\":7}", "{\"command\":\"INIT\"}", "not json",
           "{\"command\":\"dance\"}", "{\"command\":\"ask\",\"device\":\"0\"}"}) {
-        ASSERT_TRUE(client.SendBytes(tools::JsonFrameBytes(text)));
+        ASSERT_TRUE(client.SendBytes(client::JsonFrameBytes(text)));
     }
     ASSERT_TRUE(WaitForLog("task begin msg=", before + 9));
     // A good command behind them: when it has been reported, they have been through.

@@ -11,10 +11,10 @@
 namespace vdipc::test {
 namespace {
 
-using tools::Frame;
-using tools::FrameBytes;
-using tools::JsonFrameBytes;
-using tools::PingBytes;
+using client::Frame;
+using client::FrameBytes;
+using client::JsonFrameBytes;
+using client::PingBytes;
 
 class PipeSystem : public SystemTest {};
 
@@ -172,8 +172,8 @@ TEST_F(PipeSystem, SecondClientWhileOneIsServed_GetsNoInstance) {
     TestClient client;
     client.Connect();
     ASSERT_TRUE(client.Ping());
-    tools::PipeClient second;
-    EXPECT_EQ(second.Open(300), tools::OpenResult::AnotherClient);
+    client::Connection second;
+    EXPECT_EQ(second.Open(std::chrono::milliseconds(300)), client::ConnectResult::AnotherClient);
     ASSERT_TRUE(client.Ping());
 }
 

@@ -24,17 +24,6 @@ std::string Utf8FromWide(const std::wstring& text) {
     return narrow;
 }
 
-std::string SystemErrorText(unsigned long error) {
-    wchar_t buffer[512] = {};
-    const DWORD size = FormatMessageW(FORMAT_MESSAGE_FROM_SYSTEM | FORMAT_MESSAGE_IGNORE_INSERTS, nullptr,
-                                      error, 0, buffer, 512, nullptr);
-    std::wstring text(buffer, size);
-    while (!text.empty() && (text.back() == L'\n' || text.back() == L'\r' || text.back() == L'.')) {
-        text.pop_back();
-    }
-    return Utf8FromWide(text) + " (error " + std::to_string(error) + ")";
-}
-
 std::wstring OwnDirectory() {
     std::wstring path(32768, L'\0');
     path.resize(GetModuleFileNameW(nullptr, path.data(), static_cast<DWORD>(path.size())));

@@ -1,6 +1,8 @@
 // UTF-8 and the system's wide text. The tools speak UTF-8 outside whatever the active code page is.
 #pragma once
 
+#include "vdipc/client/Connection.h"
+
 #include <string>
 #include <vector>
 
@@ -9,8 +11,7 @@ namespace vdipc::tools {
 std::wstring WideFromUtf8(const std::string& text);
 std::string Utf8FromWide(const std::wstring& text);
 
-/// The system's words for one of its error numbers, in UTF-8, with the number behind them.
-std::string SystemErrorText(unsigned long error);
+using client::SystemErrorText;
 
 /// The directory of this program's executable, with a backslash at the end.
 std::wstring OwnDirectory();

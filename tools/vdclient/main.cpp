@@ -1,11 +1,10 @@
 // A console for the pipe: JSON lines on standard input become frames, frames become JSON lines on standard output.
 
-#include "pipe/PipeData.h"
 #include "tools/common/ClassroomClient.h"
-#include "tools/common/PipeClient.h"
 #include "tools/common/ShortForms.h"
 #include "tools/common/Stage.h"
 #include "tools/common/WideText.h"
+#include "vdipc/client/Connection.h"
 
 #include <CLI/CLI.hpp>
 #include <json/json.h>
@@ -28,6 +27,7 @@
 namespace {
 
 using namespace vdipc::tools;
+using namespace vdipc::client;
 
 constexpr int kExitUsage = 2;
 constexpr int kExitNobodyServes = 3;
@@ -60,7 +60,7 @@ bool ParseJson(const std::string& text, Json::Value& value, std::string& errors)
 /// What came over the pipe, told to whoever waits for it.
 class Console {
 public:
-    explicit Console(PipeClient& client) : client_(client) {}
+    explicit Console(Connection& client) : client_(client) {}
 
     void ReadUntilLost() {
         Frame frame;
@@ -114,13 +114,13 @@ private:
     void Show(const Frame& frame) {
         Json::Value value;
         std::string errors;
-        if (frame.type == vdipc::kFrameTypePing) {
+        if (IsPingReply(frame)) {
             const std::lock_guard lock(mutex_);
-            value["ping-reply"] = frame.command == vdipc::kFrameCommandPingReply;
+            value["ping-reply"] = true;
             value["ms"] =
                 std::chrono::duration<double, std::milli>(std::chrono::steady_clock::now() - ping_sent_)
                     .count();
-        } else if (frame.type != vdipc::kFrameTypeJson || !ParseJson(frame.payload, value, errors)) {
+        } else if (!IsMessage(frame) || !ParseJson(frame.payload, value, errors)) {
             value["frame"]["type"] = frame.type;
             value["frame"]["command"] = frame.command;
             value["frame"]["payload"] = frame.payload;
@@ -133,7 +133,7 @@ private:
         }
     }
 
-    PipeClient& client_;
+    Connection& client_;
     std::mutex mutex_;
     std::condition_variable changed_;
     std::set<std::string> seen_;
@@ -207,17 +207,17 @@ int Run(const Options& options) {
         }
     }
     // Threads that still wait for the pipe when the program ends use these two, so no destructor may meet them.
-    static PipeClient client;
-    switch (client.Open(options.timeout_ms)) {
-    case OpenResult::Open:
+    static Connection client;
+    switch (const ConnectResult result = client.Open(std::chrono::milliseconds(options.timeout_ms))) {
+    case ConnectResult::Connected:
         break;
-    case OpenResult::NobodyServes:
+    case ConnectResult::NobodyServes:
         return Complain("nobody serves the pipe; start a host (vdhost) first, or wait longer with --timeout",
                         kExitNobodyServes);
-    case OpenResult::AnotherClient:
-        return Complain("another client holds the pipe; only one is served at a time", kExitAnotherClient);
-    case OpenResult::Failed:
-        return Complain("can't open the pipe: " + client.LastError(), kExitNobodyServes);
+    case ConnectResult::AnotherClient:
+        return Complain(Describe(result), kExitAnotherClient);
+    default:
+        return Complain(Describe(result) + ": " + client.LastError(), kExitNobodyServes);
     }
     static Console console(client);
     std::thread([] { console.ReadUntilLost(); }).detach();

@@ -4,7 +4,7 @@
 //   repeat N HEX     as often, one write each
 //
 // Says "connected" when that reply has come, and "done" when the system has taken the bytes.
-#include "tools/common/PipeClient.h"
+#include "vdipc/client/Connection.h"
 
 #include <cstdio>
 #include <iostream>
@@ -29,10 +29,10 @@ void Say(const char* word) {
 }  // namespace
 
 int main() {
-    vdipc::tools::PipeClient pipe;
-    vdipc::tools::Frame reply;
-    if (pipe.Open(30000) != vdipc::tools::OpenResult::Open || !pipe.Write(vdipc::tools::PingBytes()) ||
-        !pipe.Read(reply, 10000)) {
+    vdipc::client::Connection pipe;
+    vdipc::client::Frame reply;
+    if (pipe.Open(std::chrono::milliseconds(30000)) != vdipc::client::ConnectResult::Connected ||
+        !pipe.Write(vdipc::client::PingBytes()) || !pipe.Read(reply, std::chrono::seconds(10))) {
         Say("nobody serves");
         return 1;
     }

@@ -112,7 +112,7 @@ void FaultTest::Connect(RawPipe& pipe, FaultRow& row) {
     for (;;) {
         ASSERT_TRUE(WaitForListening());
         ASSERT_TRUE(WaitBriefly([&pipe] { return pipe.Open(); }, kPatience));
-        if (pipe.Write(tools::PingBytes()) && pipe.Read(12, kUnserved).size() == 12) {
+        if (pipe.Write(client::PingBytes()) && pipe.Read(12, kUnserved).size() == 12) {
             return;
         }
         pipe.Close();

@@ -63,7 +63,8 @@ TestClient::~TestClient() {
 
 void TestClient::Connect() {
     Disconnect();
-    ASSERT_EQ(pipe_.Open(30000), tools::OpenResult::Open) << pipe_.LastError();
+    ASSERT_EQ(pipe_.Open(std::chrono::milliseconds(30000)), client::ConnectResult::Connected)
+        << pipe_.LastError();
     ++g_connected;
     lost_ = false;
     pending_.clear();
@@ -81,7 +82,7 @@ void TestClient::Disconnect() {
 }
 
 void TestClient::ReadLoop() {
-    tools::Frame frame;
+    client::Frame frame;
     while (pipe_.Read(frame)) {
         const std::lock_guard lock(mutex_);
         if (frame.type == 8) {
@@ -110,8 +111,8 @@ bool TestClient::SendBytes(const std::string& bytes) {
 
 void TestClient::Send(const std::string& command) {
     const bool json = !command.empty() && command.front() == '{';
-    EXPECT_TRUE(
-        SendBytes(tools::JsonFrameBytes(json ? command : tools::JsonOfShortForm(tools::SplitWords(command)))))
+    EXPECT_TRUE(SendBytes(
+        client::JsonFrameBytes(json ? command : tools::JsonOfShortForm(tools::SplitWords(command)))))
         << command;
 }
 
@@ -119,7 +120,7 @@ bool TestClient::Ping() {
     std::unique_lock lock(mutex_);
     const std::size_t before = ping_replies_;
     lock.unlock();
-    if (!SendBytes(tools::PingBytes())) {
+    if (!SendBytes(client::PingBytes())) {
         return false;
     }
     lock.lock();

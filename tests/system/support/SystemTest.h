@@ -2,8 +2,8 @@
 // speak through the real pipe from this process.
 #pragma once
 
-#include "tools/common/PipeClient.h"
 #include "tools/common/Stage.h"
+#include "vdipc/client/Connection.h"
 
 #include <chrono>
 #include <condition_variable>
@@ -55,12 +55,12 @@ public:
     /// Sends a ping and waits for its reply: whatever was queued for this client before it has then been seen.
     void Settle() { EXPECT_TRUE(Ping()); }
 
-    tools::PipeClient& Pipe() { return pipe_; }
+    client::Connection& Pipe() { return pipe_; }
 
 private:
     void ReadLoop();
 
-    tools::PipeClient pipe_;
+    client::Connection pipe_;
     std::thread reader_;
     std::mutex mutex_;
     std::condition_variable changed_;
