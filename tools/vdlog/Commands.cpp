@@ -1,0 +1,68 @@
+#include "tools/vdlog/Commands.h"
+
+#include "tools/vdlog/Input.h"
+#include "tools/vdlog/Platform.h"
+
+#include <CLI/CLI.hpp>
+
+#include <exception>
+#include <map>
+#include <ostream>
+#include <string>
+#include <vector>
+
+namespace vdipc::log {
+
+std::span<const CommandEntry* const> AllCommands() {
+    static constexpr const CommandEntry* kAll[] = {&kPipeCommand};
+    return kAll;
+}
+
+int RunProgram(const std::vector<std::string>& arguments, std::ostream& out, std::ostream& error) {
+    CLI::App app("Reads the log of VDIPC.dll (vote_deck.DATE.log, beside the host's executable) and says "
+                 "what happened.\n"
+                 "The logs may be of any size and of several days; \"-\" is standard input.",
+                 "vdlog");
+    app.require_subcommand(1);
+    app.allow_windows_style_options(false);
+    app.footer("Exit codes: 0 done, 1 the logs differ (compare), 2 bad words, or a log that can't be read.\n"
+               "vdlog COMMAND --help has a command's options.");
+    std::map<const CLI::App*, std::pair<const CommandEntry*, Options>> options;
+    for (const CommandEntry* const entry : AllCommands()) {
+        CLI::App* const command = app.add_subcommand(entry->name, entry->summary);
+        Options& own = options[command].second;
+        options[command].first = entry;
+        own.color = IsOutputTerminal();
+        if (entry->options != nullptr) {
+            entry->options(*command, own);
+        }
+        if (command->get_option_no_throw("LOG") == nullptr) {
+            command->add_option("LOG", own.files, "log files, in any order")->required();
+        }
+        command->add_option(
+            "--encoding", own.encoding,
+            "the active code page of the machine that wrote the log, as 936 or 1252; else guessed");
+        command->add_flag(
+            "--redact", own.redact,
+            "replaces texts of questions, stems, recognised words and file paths by their lengths");
+    }
+    try {
+        app.parse(std::vector<std::string>(arguments.rbegin(), arguments.rend()));
+    } catch (const CLI::ParseError& problem) {
+        return app.exit(problem, out, error) == 0 ? kDone : kFailed;
+    }
+    const CLI::App* const chosen = app.get_subcommands().front();
+    auto& [entry, own] = options[chosen];
+    try {
+        own.files = InOrder(own.files);
+        const int code = entry->run(own, out);
+        out.flush();
+        return code;
+    } catch (const std::exception& problem) {
+        out.flush();
+        error << "vdlog: " << problem.what() << std::endl;
+        return kFailed;
+    }
+}
+
+}  // namespace vdipc::log

@@ -1,0 +1,144 @@
+#include "tools/vdlog/Input.h"
+
+#include "tools/vdlog/Platform.h"
+
+#include <algorithm>
+#include <cstdint>
+#include <cstdio>
+#include <fstream>
+#include <iostream>
+#include <limits>
+#include <stdexcept>
+#include <system_error>
+#include <utility>
+
+namespace vdipc::log {
+namespace {
+
+constexpr std::size_t kBlock = 1 << 20;
+constexpr std::uintmax_t kLargeFile = 100'000'000;
+
+std::ifstream Open(const std::string& name) {
+    std::error_code error;
+    if (std::filesystem::is_directory(PathOf(name), error)) {
+        throw std::runtime_error(name + " is a directory; name the log in it, vote_deck.DATE.log");
+    }
+    std::ifstream file(PathOf(name), std::ios::binary);
+    if (!file.is_open()) {
+        throw std::runtime_error("can't open " + name);
+    }
+    return file;
+}
+
+class FirstTime final : public LineSink {
+public:
+    void OnLine(const LogLine& line) override {
+        if (!line.function.empty()) {
+            time = std::min(time, line.at.time);
+        }
+    }
+    std::int64_t time = std::numeric_limits<std::int64_t>::max();
+};
+
+class Progress {
+public:
+    Progress(const std::string& name, std::uintmax_t total) : name_(name), total_(total) {
+        shown_ = total >= kLargeFile && IsErrorTerminal();
+    }
+    Progress(const Progress&) = delete;
+    Progress& operator=(const Progress&) = delete;
+    ~Progress() {
+        if (shown_ && percent_ >= 0) {
+            std::fprintf(stderr, "\r%*s\r", static_cast<int>(name_.size()) + 12, "");
+        }
+    }
+    void Add(std::size_t size) {
+        done_ += size;
+        const int percent = shown_ ? static_cast<int>(done_ * 100 / total_) : percent_;
+        if (percent != percent_) {
+            percent_ = percent;
+            std::fprintf(stderr, "\r%s: %d %%", name_.c_str(), percent);
+            std::fflush(stderr);
+        }
+    }
+
+private:
+    std::string name_;
+    std::uintmax_t total_;
+    std::uintmax_t done_ = 0;
+    int percent_ = -1;
+    bool shown_ = false;
+};
+
+/// Passes lines on, and knows whether any was of the log's form.
+class Gate final : public LineSink {
+public:
+    explicit Gate(LineSink& sink) : sink_(sink) {}
+    void OnLine(const LogLine& line) override {
+        any = any || !line.function.empty();
+        sink_.OnLine(line);
+    }
+    bool any = false;
+
+private:
+    LineSink& sink_;
+};
+
+}  // namespace
+
+std::vector<std::string> InOrder(const std::vector<std::string>& files) {
+    std::vector<std::pair<std::int64_t, std::string>> timed;
+    for (const std::string& name : files) {
+        FirstTime first;
+        if (name != "-" && files.size() > 1) {
+            std::ifstream file = Open(name);
+            std::string bytes(1 << 16, '\0');
+            file.read(bytes.data(), static_cast<std::streamsize>(bytes.size()));
+            LineReader reader(first);
+            reader.Feed(bytes.data(), static_cast<std::size_t>(file.gcount()));
+            reader.EndFile();
+        }
+        timed.emplace_back(first.time, name);
+    }
+    std::stable_sort(timed.begin(), timed.end(),
+                     [](const auto& a, const auto& b) { return a.first < b.first; });
+    std::vector<std::string> ordered;
+    for (auto& [time, name] : timed) {
+        ordered.push_back(std::move(name));
+    }
+    return ordered;
+}
+
+void ReadLogs(const std::vector<std::string>& files, Story& story) {
+    Gate gate(story);
+    LineReader reader(gate);
+    std::vector<char> block(kBlock);
+    for (const std::string& name : files) {
+        std::ifstream file;
+        std::uintmax_t size = 0;
+        if (name != "-") {
+            file = Open(name);
+            std::error_code error;
+            size = std::filesystem::file_size(PathOf(name), error);
+            size = error ? 0 : size;
+        }
+        Progress progress(name, size);
+        std::istream& stream = name == "-" ? std::cin : file;
+        while (stream) {
+            stream.read(block.data(), static_cast<std::streamsize>(block.size()));
+            const auto count = static_cast<std::size_t>(stream.gcount());
+            reader.Feed(block.data(), count);
+            progress.Add(count);
+        }
+        if (stream.bad()) {
+            throw std::runtime_error("can't read " + name);
+        }
+        reader.EndFile();
+    }
+    story.End();
+    if (!gate.any) {
+        throw std::runtime_error("no line here is of VDIPC's log");
+    }
+}
+
+}  // namespace vdipc::log

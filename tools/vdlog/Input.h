@@ -1,0 +1,20 @@
+// The log's files, in the order of their times.
+#pragma once
+
+#include "tools/vdlog/Options.h"
+#include "tools/vdlog/Story.h"
+
+#include <string>
+#include <vector>
+
+namespace vdipc::log {
+
+/// The files in the order of their first line's time; those without one keep their places at the end. Standard input is
+/// last. Raises std::runtime_error for a file that can't be opened.
+std::vector<std::string> InOrder(const std::vector<std::string>& files);
+
+/// Reads all files through to the end of the log. On a terminal, progress goes to standard error for large ones.
+/// Raises std::runtime_error for a file that can't be read, and for files without any line of a log.
+void ReadLogs(const std::vector<std::string>& files, Story& story);
+
+}  // namespace vdipc::log
