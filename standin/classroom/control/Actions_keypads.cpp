@@ -68,6 +68,10 @@ std::shared_ptr<const Bytes> ReadWholeFile(const std::string& path) {
 }
 
 std::shared_ptr<const Bytes> ReadRecording(World& world, ActionReader& reader) {
+    if (reader.Has("hex")) {
+        const std::string bytes = reader.BytesOf("hex", "hex").value_or(std::string());
+        return std::make_shared<Bytes>(bytes.begin(), bytes.end());
+    }
     if (reader.Has("path")) {
         return ReadWholeFile(reader.Text("path"));
     }

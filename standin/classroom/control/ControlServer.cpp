@@ -1,6 +1,8 @@
 #include "classroom/control/ControlServer.h"
 
 #include "classroom/control/ActionReader.h"
+#include "classroom/control/LiveStream.h"
+#include "tools/page/PageServer.h"
 
 #include <httplib.h>
 
@@ -8,10 +10,12 @@
 #include <cstdint>
 #include <memory>
 #include <optional>
-#include <stdexcept>
 #include <string>
-#include <thread>
 #include <vector>
+
+namespace vdipc::page {
+std::vector<PageFile> ClassroomPageFiles();  // standin/page, as it was built in
+}
 
 namespace vdipc::classroom {
 namespace {
@@ -21,20 +25,14 @@ constexpr const char* kJson = "application/json";
 // Also the number of event streams that can be open at once, so there are a few more than anybody needs.
 constexpr std::size_t kServerThreads = 24;
 
-constexpr const char* kWelcome = "SIMULATED classroom\n\n"
-                                 "  POST /do             one JSON action or an array of them\n"
-                                 "  GET  /state          the whole world; ?keypads=0, ?kind=LW, ?keypad=7\n"
-                                 "  GET  /saw            what the product did, as server-sent events; "
-                                 "?since=N as an array, &wait_ms=MS\n\n"
-                                 "docs/classroom.md describes all of it.\n";
-
-void Refuse(httplib::Response& response, const std::string& words) {
-    Json::Value answer;
-    answer["ok"] = false;
-    answer["error"] = words;
-    response.status = 400;
-    response.set_content(CompactJson(answer), kJson);
-}
+constexpr const char* kWelcome =
+    "SIMULATED classroom\n\n"
+    "  POST /do             one JSON action or an array of them\n"
+    "  GET  /state          the whole world; ?keypads=0, ?kind=LW, ?keypad=7\n"
+    "  GET  /saw            what the product did, as server-sent events; "
+    "?since=N as an array, &wait_ms=MS\n"
+    "  GET  /live           both, for the page that a browser gets here; ?tail=N\n\n"
+    "docs/classroom.md describes all of it.\n";
 
 /// A number among the parameters of the address; raises ActionError where it is none.
 std::optional<std::uint64_t> Parameter(const httplib::Request& request, const char* name) {
@@ -69,7 +67,7 @@ std::string JoinArray(const std::vector<std::string>& records) {
 }  // namespace
 
 struct ControlServer::Http {
-    httplib::Server server;
+    page::PageServer server{kServerThreads};
 };
 
 ControlServer::ControlServer(World& world, Actions& actions)
@@ -80,20 +78,9 @@ ControlServer::ControlServer(World& world, Actions& actions)
 ControlServer::~ControlServer() = default;
 
 void ControlServer::AddRoutes() {
-    httplib::Server& server = http_->server;
-    server.new_task_queue = [] { return new httplib::ThreadPool(kServerThreads); };
-    server.set_tcp_nodelay(true);
-    server.set_exception_handler(
-        [](const httplib::Request&, httplib::Response& response, std::exception_ptr error) {
-            try {
-                std::rethrow_exception(error);
-            } catch (const std::exception& failure) {
-                Refuse(response, failure.what());
-            }
-        });
-    server.Get("/", [](const httplib::Request&, httplib::Response& response) {
-        response.set_content(kWelcome, "text/plain");
-    });
+    page::PageServer& server = http_->server;
+    server.AddFiles(page::ClassroomPageFiles());
+    server.SetPlainFront(kWelcome);
     server.Post("/do", [this](const httplib::Request& request, httplib::Response& response) {
         response.set_content(CompactJson(actions_.Do(ParseBody(request.body))), kJson);
     });
@@ -134,22 +121,19 @@ void ControlServer::AddRoutes() {
                 return sink.write(events.data(), events.size());
             });
     });
+    server.Get("/live", [this](const httplib::Request& request, httplib::Response& response) {
+        const auto stream =
+            std::make_shared<LiveStream>(world_, actions_, Parameter(request, "tail").value_or(0));
+        response.set_chunked_content_provider("text/event-stream",
+                                              [stream](std::size_t, httplib::DataSink& sink) {
+                                                  const std::string events = stream->Next();
+                                                  return sink.write(events.data(), events.size());
+                                              });
+    });
 }
 
 int ControlServer::Listen(int wanted_port) {
-    httplib::Server& server = http_->server;
-    constexpr const char* host = "127.0.0.1";
-    int port = wanted_port;
-    if (wanted_port == 0) {
-        port = server.bind_to_any_port(host);
-    } else if (!server.bind_to_port(host, wanted_port)) {
-        port = -1;
-    }
-    if (port <= 0) {
-        throw std::runtime_error("port " + std::to_string(wanted_port) + " of 127.0.0.1 can't be had");
-    }
-    std::thread([&server] { server.listen_after_bind(); }).detach();
-    return port;
+    return http_->server.Listen(wanted_port);
 }
 
 }  // namespace vdipc::classroom

@@ -3,6 +3,7 @@
 #include "classroom/system/Platform.h"
 
 #include <cmath>
+#include <memory>
 
 namespace vdipc::classroom {
 
@@ -30,6 +31,9 @@ std::uint64_t Journal::Saw(const Place& place, const char* call, const Json::Val
     const std::lock_guard lock(mutex_);
     const std::uint64_t number = first_ + records_.size();
     records_.push_back("{\"n\":" + std::to_string(number) + "," + text.substr(1));
+    if (record["call"].asString().rfind("->", 0) != 0) {
+        last_calls_[place.object] = records_.back();
+    }
     while (records_.size() > limit_) {
         records_.pop_front();
         ++first_;
@@ -69,6 +73,20 @@ std::vector<std::string> Journal::Since(std::uint64_t number, std::size_t most,
 Json::Value Journal::Misuses() const {
     const std::lock_guard lock(mutex_);
     return misuses_;
+}
+
+Json::Value Journal::LastCalls() const {
+    std::map<std::string, std::string> calls;
+    {
+        const std::lock_guard lock(mutex_);
+        calls = last_calls_;
+    }
+    Json::Value value(Json::objectValue);
+    const std::unique_ptr<Json::CharReader> reader(Json::CharReaderBuilder().newCharReader());
+    for (const auto& [object, text] : calls) {
+        reader->parse(text.data(), text.data() + text.size(), &value[object], nullptr);
+    }
+    return value;
 }
 
 std::uint64_t Journal::Last() const {

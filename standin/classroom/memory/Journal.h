@@ -6,6 +6,7 @@
 #include <cstddef>
 #include <cstdint>
 #include <deque>
+#include <map>
 #include <mutex>
 #include <string>
 #include <vector>
@@ -37,6 +38,8 @@ public:
     std::vector<std::string> Since(std::uint64_t number, std::size_t most, std::chrono::milliseconds wait,
                                    std::uint64_t& next) const;
     Json::Value Misuses() const;
+    /// The product's last call to each object, by the object's name.
+    Json::Value LastCalls() const;
     /// Number of the last record; 0 before the first.
     std::uint64_t Last() const;
     double Milliseconds() const;
@@ -51,6 +54,7 @@ private:
     std::size_t limit_ = 200000;
     std::uint64_t first_ = 1;  // number of records_.front()
     std::deque<std::string> records_;
+    std::map<std::string, std::string> last_calls_;
     Json::Value misuses_{Json::arrayValue};
 };
 

@@ -182,9 +182,21 @@ void ReceiverObject::Activate(std::uint32_t device, std::uint8_t beep_times, std
     const std::lock_guard lock(world_.mutex);
     if (Reaches()) {
         world_.keypads.ForEach(kind_, device, [&](std::uint32_t, Keypad& keypad) {
-            keypad.beeper = {0, beep_unit, beep_interval, beep_times, keypad.beeper.count + 1};
-            keypad.motor = {0, motor_unit, motor_interval, motor_times, keypad.motor.count + 1};
-            keypad.lamp = {light_color, light_unit, light_interval, light_times, keypad.lamp.count + 1};
+            keypad.beeper = {0,
+                             beep_unit,
+                             beep_interval,
+                             beep_times,
+                             keypad.beeper.count + 1,
+                             world_.journal.Milliseconds()};
+            keypad.motor = {0,
+                            motor_unit,
+                            motor_interval,
+                            motor_times,
+                            keypad.motor.count + 1,
+                            world_.journal.Milliseconds()};
+            keypad.lamp = {light_color,           light_unit,
+                           light_interval,        light_times,
+                           keypad.lamp.count + 1, world_.journal.Milliseconds()};
         });
     }
 }

@@ -418,6 +418,25 @@ int SpeechEngine::Answer(const HandAnswer& by_hand, const std::shared_ptr<Ticket
     return static_cast<int>(answers.size());
 }
 
+Json::Value SpeechEngine::SettingsToJson() const {
+    static const char* const modes[] = {"auto", "hand", "silent", "fail"};
+    static const char* const rules[] = {"fixed", "stem", "length"};
+    static const char* const orders[] = {"fifo", "reverse", "random"};
+    Json::Value value;
+    value["mode"] = modes[static_cast<int>(settings_.mode)];
+    value["rule"] = rules[static_cast<int>(TheRule())];
+    value["order"] = orders[static_cast<int>(settings_.order)];
+    value["delay_ms"] = settings_.delay_ms;
+    value["duplicate"] = settings_.duplicate;
+    value["batch"] = settings_.batch;
+    value["returns"] = settings_.returns;
+    value["result"] = settings_.result;
+    value["raw_result"] = settings_.raw_result;
+    value["score"] = settings_.score;
+    value["error_code"] = settings_.error_code;
+    return value;
+}
+
 Json::Value SpeechEngine::ToJson() const {
     static const char* const states[] = {"made", "started", "stopped", "destroyed"};
     const std::lock_guard lock(mutex_);
@@ -432,6 +451,7 @@ Json::Value SpeechEngine::ToJson() const {
     value["state"] = states[static_cast<int>(state_)];
     value["requests"] = Json::UInt64(requests_);
     value["answers"] = Json::UInt64(answers_);
+    value["settings"] = SettingsToJson();
     value["open"] = Json::Value(Json::arrayValue);
     for (const Open& open : open_) {
         Json::Value one;

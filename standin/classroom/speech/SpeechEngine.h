@@ -73,6 +73,7 @@ private:
     void AlterByFaults(SpeechAnswer& answer);
     void Deliver(const SpeechAnswer& answer);
     SpeechSettings::Rule TheRule() const;
+    Json::Value SettingsToJson() const;
 
     World& world_;
     const std::size_t index_;

@@ -273,7 +273,8 @@ void StationObject::Signal3(Signalling Keypad::*part, std::uint32_t device, std:
     if (Reaches()) {
         world_.keypads.ForEach(Kind::RV2, device, [&](std::uint32_t, Keypad& keypad) {
             Signalling& signalling = keypad.*part;
-            signalling = {color, duration, interval, times, signalling.count + 1};
+            signalling = {
+                color, duration, interval, times, signalling.count + 1, world_.journal.Milliseconds()};
         });
     }
 }

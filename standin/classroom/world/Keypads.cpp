@@ -66,6 +66,7 @@ Json::Value SignallingToJson(const Signalling& signalling) {
     value["interval"] = signalling.interval;
     value["times"] = signalling.times;
     value["count"] = signalling.count;
+    value["ms"] = signalling.ms;
     return value;
 }
 
@@ -88,6 +89,12 @@ Json::Value QuestionToJson(Kind kind, const std::optional<std::int32_t>& type) {
     return value;
 }
 
+Keypad& Keypads::Get(Kind kind, std::uint32_t number) {
+    Kept& kept = keypads_[{kind, number}];
+    kept.change = ++changes_;
+    return kept.keypad;
+}
+
 void Keypads::ForEach(Kind kind, std::uint32_t number,
                       const std::function<void(std::uint32_t, Keypad&)>& action) {
     if (number != 0) {
@@ -95,38 +102,58 @@ void Keypads::ForEach(Kind kind, std::uint32_t number,
         return;
     }
     for (auto at = keypads_.lower_bound({kind, 0}); at != keypads_.end() && at->first.first == kind; ++at) {
-        action(at->first.second, at->second);
+        at->second.change = ++changes_;
+        action(at->first.second, at->second.keypad);
     }
 }
 
 Json::Value Keypads::ToJson(const std::optional<Kind>& kind,
                             const std::optional<std::uint32_t>& number) const {
     Json::Value all(Json::arrayValue);
-    for (const auto& [key, keypad] : keypads_) {
-        if ((kind && *kind != key.first) || (number && *number != key.second)) {
-            continue;
+    for (const auto& [key, kept] : keypads_) {
+        if ((!kind || *kind == key.first) && (!number || *number == key.second)) {
+            all.append(KeypadToJson({key.first, key.second, kept.keypad}));
         }
-        Json::Value one;
-        one["kind"] = KindName(key.first);
-        one["keypad"] = key.second;
-        one["connected"] = keypad.connected;
-        for (const std::string& row : keypad.rows) {
-            one["rows"].append(RowToJson(key.first, row));
-        }
-        one["texts"] = keypad.texts;
-        one["question"] = QuestionToJson(key.first, keypad.question);
-        one["locked"] = keypad.locked;
-        one["keys"] = keypad.keys;
-        one["lamp"] = SignallingToJson(keypad.lamp);
-        if (keypad.lamp.count > 0) {
-            one["lamp"]["color"] = keypad.lamp.color;
-            one["lamp"]["name"] = ColorName(key.first, keypad.lamp.color);
-        }
-        one["beeper"] = SignallingToJson(keypad.beeper);
-        one["motor"] = SignallingToJson(keypad.motor);
-        all.append(one);
     }
     return all;
+}
+
+std::vector<Keypads::Entry> Keypads::ChangedSince(std::uint64_t& change) const {
+    std::vector<Entry> changed;
+    for (const auto& [key, kept] : keypads_) {
+        if (kept.change > change) {
+            changed.push_back({key.first, key.second, kept.keypad});
+        }
+    }
+    change = changes_;
+    return changed;
+}
+
+Json::Value KeypadToJson(const Keypads::Entry& entry) {
+    const Keypad& keypad = entry.keypad;
+    Json::Value one;
+    one["kind"] = KindName(entry.kind);
+    one["keypad"] = entry.number;
+    one["connected"] = keypad.connected;
+    for (const std::string& row : keypad.rows) {
+        one["rows"].append(RowToJson(entry.kind, row));
+    }
+    one["texts"] = keypad.texts;
+    one["question"] = QuestionToJson(entry.kind, keypad.question);
+    one["locked"] = keypad.locked;
+    one["keys"] = keypad.keys;
+    one["last"] = Json::Value(Json::arrayValue);
+    for (const std::int32_t key : keypad.last_keys) {
+        one["last"].append(key);
+    }
+    one["lamp"] = SignallingToJson(keypad.lamp);
+    if (keypad.lamp.count > 0) {
+        one["lamp"]["color"] = keypad.lamp.color;
+        one["lamp"]["name"] = ColorName(entry.kind, keypad.lamp.color);
+    }
+    one["beeper"] = SignallingToJson(keypad.beeper);
+    one["motor"] = SignallingToJson(keypad.motor);
+    return one;
 }
 
 }  // namespace vdipc::classroom

@@ -4,11 +4,13 @@
 #include "classroom/world/Signal.h"
 
 #include <cstdint>
+#include <deque>
 #include <functional>
 #include <map>
 #include <optional>
 #include <string>
 #include <utility>
+#include <vector>
 
 #include <json/json.h>
 
@@ -21,6 +23,7 @@ struct Signalling {
     std::uint32_t interval = 0;
     std::uint32_t times = 0;
     int count = 0;
+    double ms = 0;  // when it came, on the classroom's clock
 };
 
 struct Keypad {
@@ -31,6 +34,7 @@ struct Keypad {
     std::optional<std::int32_t> question;
     bool locked = false;
     int keys = 0;
+    std::deque<std::int32_t> last_keys;  // the newest last, heard or not
     Signalling lamp;
     Signalling beeper;
     Signalling motor;
@@ -39,15 +43,34 @@ struct Keypad {
 /// Passive; its owner locks.
 class Keypads {
 public:
-    Keypad& Get(Kind kind, std::uint32_t number) { return keypads_[{kind, number}]; }
+    struct Entry {
+        Kind kind;
+        std::uint32_t number;
+        Keypad keypad;
+    };
+
+    /// Whoever takes it is taken to change it.
+    Keypad& Get(Kind kind, std::uint32_t number);
     /// The one keypad, or with number 0 every one of the kind.
     void ForEach(Kind kind, std::uint32_t number, const std::function<void(std::uint32_t, Keypad&)>& action);
     /// Those of one kind, or of all; one number, or all.
     Json::Value ToJson(const std::optional<Kind>& kind, const std::optional<std::uint32_t>& number) const;
+    /// Those that were changed since an earlier call with this number, or all for 0; sets the number for the next one.
+    std::vector<Entry> ChangedSince(std::uint64_t& change) const;
 
 private:
-    std::map<std::pair<Kind, std::uint32_t>, Keypad> keypads_;
+    struct Kept {
+        Keypad keypad;
+        std::uint64_t change = 0;
+    };
+
+    std::map<std::pair<Kind, std::uint32_t>, Kept> keypads_;
+    std::uint64_t changes_ = 0;
 };
+
+inline constexpr std::size_t kLastKeys = 8;
+
+Json::Value KeypadToJson(const Keypads::Entry& entry);
 
 /// A text of a display: what it says, and its bytes.
 Json::Value RowToJson(Kind kind, const std::string& row);

@@ -37,6 +37,10 @@ int World::Deliver(Kind kind, const Signal& signal) {
         keypad.announced = false;
     } else if (signal.what == Signal::What::Key) {
         keypad.keys += calls;
+        keypad.last_keys.push_back(signal.key);
+        if (keypad.last_keys.size() > kLastKeys) {
+            keypad.last_keys.pop_front();
+        }
     }
     return calls;
 }

@@ -87,6 +87,20 @@ TEST_F(ActionsTest, RecordingFromAFile_ComesAsItIs) {
     TearDown();
 }
 
+TEST_F(ActionsTest, RecordingInHexadecimal_ComesAsItIs) {
+    StationListener listener;
+    std::string got;
+    listener.on_audio = [&got](IKeypadAudio& audio) {
+        got.assign(audio.GetData(), audio.GetData() + audio.GetSize());
+        audio.Release();
+    };
+    OpenStation(listener);
+    Do(R"({"do":"audio","keypad":1,"hex":"52494646000aff"})");
+    EXPECT_EQ(std::string("RIFF\0\n\xFF", 7), got);
+    EXPECT_NE("done", Refusal(R"({"do":"audio","keypad":1,"hex":"5"})"));
+    TearDown();
+}
+
 TEST_F(ActionsTest, Notice_GoesToTheWindowAsItIs) {
     EXPECT_EQ(1, Do(R"({"do":"notice","what":"arrival","type":"port","name":"COM3"})")["notices"].asInt());
     EXPECT_EQ(1, Do(R"({"do":"notice","what":32772,"type":"none"})")["notices"].asInt());

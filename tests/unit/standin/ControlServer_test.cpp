@@ -99,6 +99,40 @@ TEST_F(ControlServerTest, FrontPage_SaysThatItIsSimulated) {
     EXPECT_EQ(0U, answer->body.find("SIMULATED classroom"));
 }
 
+TEST_F(ControlServerTest, Browser_GetsAPageThatSaysThatItIsSimulated) {
+    const auto page = client.Get("/", {{"Accept", "text/html,*/*;q=0.8"}});
+    ASSERT_TRUE(page);
+    EXPECT_NE(std::string::npos, page->body.find("<title>SIMULATED classroom</title>")) << page->body;
+    const auto common = client.Get("/common/dom.js");
+    ASSERT_TRUE(common);
+    EXPECT_EQ(200, common->status);
+}
+
+TEST_F(ControlServerTest, PageOfAnotherOrigin_NeitherMovesNorSeesTheWorld) {
+    const auto action = client.Post("/do", {{"Origin", "http://evil.example"}},
+                                    R"({"do":"connect","keypad":1})", "text/plain");
+    ASSERT_TRUE(action);
+    EXPECT_EQ(403, action->status);
+    EXPECT_EQ(0U, actions.State(true, std::nullopt, std::nullopt)["keypads"].size());
+    for (const char* const path : {"/state", "/saw?since=0", "/live", "/token"}) {
+        EXPECT_EQ(403, client.Get(path, {{"Sec-Fetch-Site", "cross-site"}})->status) << path;
+        EXPECT_EQ(403, client.Get(path, {{"Host", "evil.example"}})->status) << path;
+    }
+}
+
+TEST_F(ControlServerTest, Live_IsAStreamThatFollowsTheWorld) {
+    std::string got;
+    const auto result = client.Get("/live?tail=10", [&](const char* data, std::size_t size) {
+        if (got.empty()) {
+            actions.Do(Parse(R"({"do":"connect","keypad":7})"));
+        }
+        got.append(data, size);
+        return got.find("\"keypad\":7,") == std::string::npos;
+    });
+    EXPECT_EQ(httplib::Error::Canceled, result.error());
+    EXPECT_EQ(0U, got.find("event: asked\ndata: {}\n\nevent: world\ndata: {"));
+}
+
 TEST_F(ControlServerTest, PortThatIsTaken_IsAnError) {
     httplib::Server other;
     other.set_socket_options([](socket_t) {});

@@ -118,6 +118,19 @@ TEST_F(SpeechTest, Fail_AnswersWithAnErrorAndNothingElse) {
     EXPECT_EQ(Words{"a:  0.000000 -1"}, answers.Await(1));
 }
 
+TEST_F(SpeechTest, Settings_StandInTheState) {
+    Single();
+    Make(true, 0, 0);
+    Do(R"({"do":"speech","engine":"single","mode":"hand","order":"reverse","delay_ms":80,"score":1.5})");
+    const Json::Value engines = State()["speech"]["engines"];
+    EXPECT_EQ(R"({"batch":1,"delay_ms":80,"duplicate":1,"error_code":0,"mode":"hand","order":"reverse",)"
+              R"("raw_result":"{\"score\":88,\"simulated\":true}","result":"simulated answer",)"
+              R"("returns":0,"rule":"stem","score":1.5})",
+              CompactJson(engines[0]["settings"]));
+    EXPECT_EQ("auto", engines[1]["settings"]["mode"].asString());
+    EXPECT_EQ("fixed", engines[1]["settings"]["rule"].asString());
+}
+
 TEST_F(SpeechTest, Delay_IsWaitedFor) {
     SpeechEngine& engine = Single();
     Do(R"({"do":"speech","engine":"single","delay_ms":80})");
