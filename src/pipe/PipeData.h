@@ -1,8 +1,8 @@
 // One frame of the pipe, on the wire and in memory. docs/protocol.md shows the bytes.
 #pragma once
 
+#include <cstddef>
 #include <cstdint>
-#include <string>
 #include <vector>
 
 namespace vdipc {

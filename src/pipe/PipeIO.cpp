@@ -55,12 +55,6 @@ void PipeIO::Send(const PipeData& data) {
     send_cond_.notify_one();
 }
 
-void PipeIO::WaitForOperation(const std::atomic<EventHandle>& event) {
-    if (running_) {
-        WaitForEvent(event, kWaitForever);
-    }
-}
-
 bool PipeIO::ReadField(std::int32_t& field) {
     std::vector<char> bytes(sizeof field);
     if (Read(bytes) != sizeof field) {

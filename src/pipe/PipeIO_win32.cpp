@@ -13,6 +13,12 @@ PipeHandle InvalidPipeHandle() {
     return INVALID_HANDLE_VALUE;
 }
 
+void PipeIO::WaitForOperation(const std::atomic<EventHandle>& event) {
+    if (running_) {
+        WaitForEvent(event, kWaitForever);
+    }
+}
+
 std::uint32_t PipeIO::Read(std::vector<char>& buffer) {
     auto operation = std::make_unique<OverlappedOperation>();
     operation->buffer = std::move(buffer);
