@@ -72,13 +72,15 @@ void VoteDeckObject_RV2::DeleteSdkConfigFile() {
     VD_LOG_ENTRY();
     std::wstring path;
     PWSTR folder = nullptr;
-    if (SUCCEEDED(SHGetKnownFolderPath(FOLDERID_LocalAppData, 0, nullptr, &folder))) {
+    const bool known = SUCCEEDED(SHGetKnownFolderPath(FOLDERID_LocalAppData, 0, nullptr, &folder));
+    if (known) {
         path = folder;
     }
     CoTaskMemFree(folder);
     path += L"\\HDP417K\\sdkConfig.txt";
     const std::string shown = CStringConvert::WString2String(path, kActiveCodePage);
-    if (GetFileAttributesW(path.c_str()) == INVALID_FILE_ATTRIBUTES) {
+    // Where the folder isn't known the path begins at the root of the current drive, and what lies there is another's.
+    if (!known || GetFileAttributesW(path.c_str()) == INVALID_FILE_ATTRIBUTES) {
         VD_LOG(LogLevel::Debug, "{}:{} file not exists {}", shown);
         return;
     }

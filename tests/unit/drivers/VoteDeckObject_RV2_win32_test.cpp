@@ -13,6 +13,7 @@
 
 // The slot through which this program calls the imported function.
 extern "C" void* __imp_ShellExecuteExA;
+extern "C" void* __imp_SHGetKnownFolderPath;
 
 namespace vdipc::test {
 namespace {
@@ -218,6 +219,29 @@ TEST_F(SdkConfigTest, DeletionFails_ChangesNothingFurther) {
     Access::DeleteSdkConfigFile(*object_);
     EXPECT_TRUE(std::filesystem::exists(folder_ / "sdkConfig.txt"));
     EXPECT_THAT(log_.Rests(), ElementsAre("", "delete file " + shown_ + " result=0"));
+}
+
+decltype(&SHGetKnownFolderPath) g_known_folder = nullptr;
+
+HRESULT WINAPI KnowNoFolder(REFKNOWNFOLDERID, DWORD, HANDLE, PWSTR* path) {
+    *path = nullptr;
+    return E_FAIL;
+}
+
+TEST_F(SdkConfigTest, FolderIsNotKnown_WhatLiesAtTheRootOfTheDriveStays) {
+    const std::filesystem::path working = std::filesystem::current_path();
+    std::filesystem::current_path(folder_.root_path());
+    const std::filesystem::path others = folder_.root_path() / "HDP417K";
+    std::filesystem::create_directories(others);
+    WriteFileText((others / "sdkConfig.txt").string(), "another's");
+    {
+        const ImportHook unknown(&__imp_SHGetKnownFolderPath, &KnowNoFolder, &g_known_folder);
+        Access::DeleteSdkConfigFile(*object_);
+    }
+    EXPECT_TRUE(std::filesystem::exists(others / "sdkConfig.txt"));
+    EXPECT_THAT(log_.Rests(), ElementsAre("", "file not exists \\HDP417K\\sdkConfig.txt"));
+    std::filesystem::remove_all(others);
+    std::filesystem::current_path(working);
 }
 
 TEST_F(SdkConfigTest, Initialize_FileAbsent_GoesOnAsUsual) {
