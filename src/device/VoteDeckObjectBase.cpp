@@ -77,7 +77,7 @@ void VoteDeckObjectBase::SendTrackwire(CTrackwire& record) {
     case DeviceType::LW:
         record.Push(trackwire_key_device_name_, "LW");
         break;
-    default:
+    case DeviceType::None:
         break;
     }
     record.Push(trackwire_key_channel_, device_info_.channel);

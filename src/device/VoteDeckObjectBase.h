@@ -5,6 +5,7 @@
 
 #include "device/IVoteDeckObject.h"
 
+#include <array>
 #include <cstddef>
 #include <cstdint>
 #include <functional>
@@ -29,6 +30,17 @@ struct AnswerRecord {
     EventKeyPressed key_event;
 };
 
+/// The keys of the receivers, by what they mean here. T and F are two keys each.
+inline constexpr std::int32_t kKeyA = 1;
+inline constexpr std::int32_t kKeyB = 2;
+inline constexpr std::int32_t kKeyC = 3;
+inline constexpr std::int32_t kKeyD = 4;
+inline constexpr std::int32_t kKeyT = 5;
+inline constexpr std::int32_t kKeyF = 6;
+inline constexpr std::int32_t kOtherKeyT = 7;
+inline constexpr std::int32_t kOtherKeyF = 8;
+inline constexpr std::int32_t kKeyG = 9;
+
 class VoteDeckObjectBase : public IVoteDeckObject {
 public:
     explicit VoteDeckObjectBase(DeviceType device_type);
@@ -51,6 +63,13 @@ public:
 
 protected:
     friend struct VoteDeckObjectBaseAccess;
+
+    /// A row of a display. One that isn't to change stays as it is.
+    struct Row {
+        bool changed = false;
+        std::string text;
+    };
+    using Rows = std::array<Row, 3>;
 
     // Ids and the way up.
     std::string WrapDeviceID(std::uint32_t number) const;
@@ -82,6 +101,11 @@ protected:
     void EraseTextRevordForDevice(const std::string& device);
     void EraseDeviceFromDropSet(const std::string& device);
 
+    // Which keypads a command means: the one, or with the id of all the activated ones.
+    std::vector<std::string> TargetsOf(const std::string& device) const;
+    /// Their text records; none for a keypad that isn't activated.
+    std::vector<CommandText*> TextRecordsOf(const std::string& device);
+
     // Recordings.
     /// What a recording comes to, in the task that the hardware's audio callback posts: saved as a file, and
     /// passed on as the keypad's question asks. `audio` is a WAV image, read during the call only.
@@ -110,9 +134,9 @@ protected:
     void SendEventActivated(const std::string& device);
     void SendEventInactivated(const std::string& device);
     void SendEventKeyPressed(const std::string& device, std::uint32_t signal_strength);
-    void SendEventEvaluated(const EventEvaluated& record);
-    void SendEventVoiceRecord(const EventVoiceRecord& record);
-    void SendEventVoiceEvaluated(const EventVoiceEvaluated& record);
+    void SendEventEvaluated(const EventEvaluated& event);
+    void SendEventVoiceRecord(const EventVoiceRecord& event);
+    void SendEventVoiceEvaluated(const EventVoiceEvaluated& event);
     void SendEventArrived();
     void SendEventRemoved();
     void NotifyBadStatusForRV2();
@@ -147,10 +171,14 @@ private:
     std::shared_ptr<const bool> alive_ = std::make_shared<const bool>(true);
 
     void CoverQuestionRecord(const std::string& device, const CommandAsk& ask);
-    bool MayEvaluateStems(const std::string& device, const std::string& file_name, const CommandAsk& ask,
-                          std::optional<std::int32_t> error_number);
-    bool MayEvaluateParam(const std::string& device, const std::string& file_name, const CommandAsk& ask,
-                          std::optional<std::int32_t> error_number);
+    /// Whether question and recording have what their evaluation needs. What is missing is logged.
+    static bool MayEvaluateStems(const CommandAsk& ask, std::int32_t error_number);
+    static bool MayEvaluateParam(const CommandAsk& ask, std::int32_t error_number);
+    /// Lets a recording pass to its evaluation, or keeps it back; of a bad one the client is told.
+    bool AdmitToStems(const std::string& device, const std::string& file_name, const CommandAsk& ask,
+                      std::optional<std::int32_t> error_number);
+    bool AdmitToParam(const std::string& device, const std::string& file_name, const CommandAsk& ask,
+                      std::optional<std::int32_t> error_number);
 };
 
 }  // namespace vdipc

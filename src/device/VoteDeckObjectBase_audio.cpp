@@ -15,8 +15,6 @@ namespace vdipc {
 namespace {
 
 constexpr char kAudioFileExtension[] = "wav";
-constexpr std::int32_t kMultipleSelector = 0;
-constexpr std::int32_t kMultipleChineseSelector = 1;
 
 template <typename Event>
 std::string EncodeTemplate(const std::string& device, const std::string& file_name, const std::string& custom,
@@ -54,6 +52,21 @@ std::string JoinWithCommas(const std::vector<std::string>& texts) {
         joined += i == 0 ? texts[i] : "," + texts[i];
     }
     return joined;
+}
+
+/// What tells the client that a recording is bad; the number goes into the field that the event has for it. Made,
+/// and encoded, for good recordings too, and the text is not used.
+template <typename Event>
+Event MakeErrorReport(const std::string& device, const std::string& file_name, const std::string& custom,
+                      std::int32_t Event::*number, std::int32_t error_number) {
+    Event event;
+    event.id = MessageCodec::GenerateEventId();
+    event.device = device;
+    event.extra = file_name;
+    event.custom = custom;
+    event.*number = error_number;
+    MessageCodec::EncodeEvent(event);
+    return event;
 }
 
 /// A request about the question's stems, which go to the engine in UTF-8. The bytes stay out.
@@ -102,11 +115,8 @@ void VoteDeckObjectBase::RunAudioPath(std::uint32_t number, const std::vector<st
     if (question->stopped) {
         return;
     }
-    if (error_number.has_value()) {
-        VD_LOG(LogLevel::Debug, "{}:{} last question found, custom={}", ask.custom);
-    } else {
-        VD_LOG(LogLevel::Debug, "{}:{} lastquestion found, custom={}", ask.custom);
-    }
+    VD_LOG(LogLevel::Debug, "{}:{} {} found, custom={}",
+           device_type_ == DeviceType::RV2 ? "last question" : "lastquestion", ask.custom);
     switch (ask.type) {
     case QuestionType::Audio:
         // A bad recording is sent for recognition all the same.
@@ -114,26 +124,26 @@ void VoteDeckObjectBase::RunAudioPath(std::uint32_t number, const std::vector<st
         break;
     case QuestionType::VoiceEvaluationSingle:
         VD_LOG(LogLevel::Debug, "{}:{} QuestionType::VoiceEvaluationSingle");
-        if (MayEvaluateStems(device, name, ask, error_number)) {
+        if (AdmitToStems(device, name, ask, error_number)) {
             RequestSingleEvaluation(device, name, ask, data, size, lost_package_rate);
         }
         break;
     case QuestionType::VoiceEvaluationMultiple:
         VD_LOG(LogLevel::Debug, "{}:{} QuestionType::VoiceEvaluationMultiple");
-        if (MayEvaluateStems(device, name, ask, error_number)) {
+        if (AdmitToStems(device, name, ask, error_number)) {
             RequestMultipleEvaluation(device, name, ask, data, size, kMultipleSelector, lost_package_rate);
         }
         break;
     case QuestionType::VoiceEvaluationMultiple_CHN:
         VD_LOG(LogLevel::Debug, "{}:{} QuestionType::VoiceEvaluationMultiple_CHN");
-        if (MayEvaluateStems(device, name, ask, error_number)) {
+        if (AdmitToStems(device, name, ask, error_number)) {
             RequestMultipleEvaluation(device, name, ask, data, size, kMultipleChineseSelector,
                                       lost_package_rate);
         }
         break;
     case QuestionType::VoiceEvaluation:
         VD_LOG(LogLevel::Debug, "{}:{} QuestionType::VoiceEvaluation");
-        if (MayEvaluateParam(device, name, ask, error_number)) {
+        if (AdmitToParam(device, name, ask, error_number)) {
             RequestEvaluation(device, name, ask, data, size, lost_package_rate);
         }
         break;
@@ -147,58 +157,66 @@ void VoteDeckObjectBase::RunAudioPath(std::uint32_t number, const std::vector<st
         SendEventVoiceRecord(event);
         break;
     }
-    default:
+    case QuestionType::None:
+    case QuestionType::SingleChoice:
+    case QuestionType::MultipleChoice:
+    case QuestionType::RedEnvelope:
+    case QuestionType::ContinousRedEnvelope:
+    case QuestionType::TrueFalse:
+    case QuestionType::General:
+    case QuestionType::MultipleQuestionSingleChoice:
         break;
     }
 }
 
-bool VoteDeckObjectBase::MayEvaluateStems(const std::string& device, const std::string& file_name,
-                                          const CommandAsk& ask, std::optional<std::int32_t> error_number) {
+bool VoteDeckObjectBase::MayEvaluateStems(const CommandAsk& ask, std::int32_t error_number) {
     if (ask.stems.empty()) {
         VD_LOG(LogLevel::Debug, "{}:{} cause stems is empty do not request evaluator");
         return false;
     }
-    if (!error_number.has_value()) {
-        return true;
+    if (error_number != 0) {
+        VD_LOG(LogLevel::Debug, "{}:{} audio error do not request evaluator");
+        return false;
     }
-    EventVoiceEvaluated event;
-    event.id = GenerateEventId();
-    event.device = device;
-    event.extra = file_name;
-    event.custom = ask.custom;
-    event.score = *error_number;
-    // Encoded for good recordings too, and the text is not used.
-    MessageCodec::EncodeEvent(event);
-    if (*error_number == 0) {
-        return true;
-    }
-    VD_LOG(LogLevel::Debug, "{}:{} audio error do not request evaluator");
-    SendEventVoiceEvaluated(event);
-    return false;
+    return true;
 }
 
-bool VoteDeckObjectBase::MayEvaluateParam(const std::string& device, const std::string& file_name,
-                                          const CommandAsk& ask, std::optional<std::int32_t> error_number) {
+bool VoteDeckObjectBase::MayEvaluateParam(const CommandAsk& ask, std::int32_t error_number) {
     if (ask.param.empty()) {
         VD_LOG(LogLevel::Debug, "{}:{} cause param stringify is empty do not request evaluator");
         return false;
     }
-    if (!error_number.has_value()) {
-        return true;
+    if (error_number != 0) {
+        VD_LOG(LogLevel::Debug, "{}:{} audio error do not request evaluator");
+        return false;
     }
-    EventEvaluated event;
-    event.id = GenerateEventId();
-    event.device = device;
-    event.extra = file_name;
-    event.custom = ask.custom;
-    event.error = *error_number;
-    MessageCodec::EncodeEvent(event);
-    if (*error_number == 0) {
-        return true;
+    return true;
+}
+
+bool VoteDeckObjectBase::AdmitToStems(const std::string& device, const std::string& file_name,
+                                      const CommandAsk& ask, std::optional<std::int32_t> error_number) {
+    std::optional<EventVoiceEvaluated> report;
+    if (!ask.stems.empty() && error_number.has_value()) {
+        report = MakeErrorReport(device, file_name, ask.custom, &EventVoiceEvaluated::score, *error_number);
     }
-    VD_LOG(LogLevel::Debug, "{}:{} audio error do not request evaluator");
-    SendEventEvaluated(event);
-    return false;
+    const bool admitted = MayEvaluateStems(ask, error_number.value_or(0));
+    if (!admitted && report.has_value()) {
+        SendEventVoiceEvaluated(*report);
+    }
+    return admitted;
+}
+
+bool VoteDeckObjectBase::AdmitToParam(const std::string& device, const std::string& file_name,
+                                      const CommandAsk& ask, std::optional<std::int32_t> error_number) {
+    std::optional<EventEvaluated> report;
+    if (!ask.param.empty() && error_number.has_value()) {
+        report = MakeErrorReport(device, file_name, ask.custom, &EventEvaluated::error, *error_number);
+    }
+    const bool admitted = MayEvaluateParam(ask, error_number.value_or(0));
+    if (!admitted && report.has_value()) {
+        SendEventEvaluated(*report);
+    }
+    return admitted;
 }
 
 void VoteDeckObjectBase::RequestRecognize(const std::string& device, const std::string& file_name,

@@ -5,15 +5,6 @@
 namespace vdipc {
 namespace {
 
-// The keys of the receivers, by what they mean here.
-constexpr std::int32_t kKeyA = 1;
-constexpr std::int32_t kKeyD = 4;
-constexpr std::int32_t kKeyT = 5;
-constexpr std::int32_t kKeyF = 6;
-constexpr std::int32_t kOtherKeyT = 7;
-constexpr std::int32_t kOtherKeyF = 8;
-constexpr std::int32_t kKeyG = 9;
-
 bool IsLetter(std::int32_t value) {
     return value >= kKeyA && value <= kKeyD;
 }
@@ -180,7 +171,13 @@ bool VoteDeckObjectBase::FilterKeyEvent(std::int32_t type, std::int32_t value, A
     case QuestionType::MultipleQuestionSingleChoice:
         counts = true;
         break;
-    default:
+    case QuestionType::Audio:
+    case QuestionType::VoiceEvaluationSingle:
+    case QuestionType::VoiceEvaluationMultiple:
+    case QuestionType::VoiceEvaluationMultiple_CHN:
+    case QuestionType::VoiceEvaluation:
+    case QuestionType::VoiceRecord:
+    case QuestionType::None:
         break;
     }
     if (!counts) {
@@ -197,13 +194,13 @@ bool VoteDeckObjectBase::FilterKeyEvent(std::int32_t type, std::int32_t value, A
 std::string VoteDeckObjectBase::KeyToString(std::int32_t value) const {
     VD_LOG_ENTRY();
     switch (value) {
-    case 1:
+    case kKeyA:
         return "A";
-    case 2:
+    case kKeyB:
         return "B";
-    case 3:
+    case kKeyC:
         return "C";
-    case 4:
+    case kKeyD:
         return "D";
     case kKeyT:
     case kOtherKeyT:

@@ -23,6 +23,29 @@ void VoteDeckObjectBase::EraseDeviceFromDropSet(const std::string& device) {
     dropped_device_set_.erase(device);
 }
 
+std::vector<std::string> VoteDeckObjectBase::TargetsOf(const std::string& device) const {
+    if (device != all_devices_id_) {
+        return {device};
+    }
+    std::vector<std::string> targets;
+    for (const auto& entry : text_record_map_) {
+        targets.push_back(entry.first);
+    }
+    return targets;
+}
+
+std::vector<CommandText*> VoteDeckObjectBase::TextRecordsOf(const std::string& device) {
+    std::vector<CommandText*> records;
+    if (device == all_devices_id_) {
+        for (auto& entry : text_record_map_) {
+            records.push_back(&entry.second);
+        }
+    } else if (const auto found = text_record_map_.find(device); found != text_record_map_.end()) {
+        records.push_back(&found->second);
+    }
+    return records;
+}
+
 void VoteDeckObjectBase::HandleText(const CommandText& text) {
     VD_LOG_ENTRY();
     SetText(text.device, text.has_row1, text.row1, text.has_row2, text.row2, text.has_row3, text.row3);

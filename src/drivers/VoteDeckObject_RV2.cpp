@@ -3,6 +3,8 @@
 #include "common/Log.h"
 
 #include <cstddef>
+#include <string>
+#include <vector>
 
 namespace vdipc {
 namespace {
@@ -82,15 +84,7 @@ void VoteDeckObject_RV2::HandleHi(const CommandHi& hi) {
     if (deck_ == nullptr) {
         return;
     }
-    std::vector<std::string> targets;
-    if (hi.device == all_devices_id_) {
-        for (const auto& entry : text_record_map_) {
-            targets.push_back(entry.first);
-        }
-    } else {
-        targets.push_back(hi.device);
-    }
-    for (const std::string& target : targets) {
+    for (const std::string& target : TargetsOf(hi.device)) {
         for (const CommandHi::Argument& argument : hi.arguments) {
             const std::uint16_t duration = Narrow(argument.duration);
             const std::uint16_t interval = Narrow(argument.interval);
@@ -120,7 +114,7 @@ void VoteDeckObject_RV2::HandleHi(const CommandHi& hi) {
                 deck_->SendAlarm(device, duration, interval, times);
                 break;
             }
-            default:
+            case HiArgumentType::None:
                 break;
             }
         }
@@ -160,14 +154,8 @@ void VoteDeckObject_RV2::SetText(const std::string& device, bool has_row1, const
             row.text = " ";
         }
     }
-    std::vector<CommandText*> records;
-    if (device == all_devices_id_) {
-        for (auto& entry : text_record_map_) {
-            records.push_back(&entry.second);
-        }
-    } else if (const auto found = text_record_map_.find(device); found != text_record_map_.end()) {
-        records.push_back(&found->second);
-    } else {
+    const std::vector<CommandText*> records = TextRecordsOf(device);
+    if (records.empty() && device != all_devices_id_) {
         VD_LOG(LogLevel::Info,
                "{}:{} rv2.0  device has been dropped but still SetContext device_id={}, row1='{}', "
                "row2='{}', row3='{}'",
@@ -216,9 +204,10 @@ EnumQuestionType VoteDeckObject_RV2::ConvertQuestionType(QuestionType type) {
     case QuestionType::MultipleChoice:
     case QuestionType::General:
     case QuestionType::MultipleQuestionSingleChoice:
-    default:
-        return EnumQuestionType{0};
+    case QuestionType::None:
+        break;
     }
+    return EnumQuestionType{0};
 }
 
 EnumFlashingColor VoteDeckObject_RV2::ConvertColor(HiArgumentColor color) {
@@ -230,9 +219,11 @@ EnumFlashingColor VoteDeckObject_RV2::ConvertColor(HiArgumentColor color) {
     case HiArgumentColor::Yellow:
     case HiArgumentColor::White:
         return static_cast<EnumFlashingColor>(color);
-    default:
-        return EnumFlashingColor{4};
+    case HiArgumentColor::Red:
+    case HiArgumentColor::None:
+        break;
     }
+    return EnumFlashingColor{4};
 }
 
 }  // namespace vdipc

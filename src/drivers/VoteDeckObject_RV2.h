@@ -6,14 +6,11 @@
 #include "drivers/DeviceChangedListener.h"
 #include "drivers/closed/SocketVoteDeck.h"
 
-#include <array>
 #include <atomic>
 #include <cstdint>
-#include <functional>
 #include <memory>
 #include <string>
 #include <thread>
-#include <vector>
 
 namespace vdipc {
 
@@ -65,12 +62,6 @@ protected:
     virtual std::int32_t ProbeBaseStation();
 
 private:
-    struct Row {
-        bool changed = false;
-        std::string text;
-    };
-    using Rows = std::array<Row, 3>;
-
     /// Closes the old socket, if there can be one, and opens a new one, with the library's object made on first need.
     bool OpenSocket();
     void StartStatusCheck();

@@ -3,8 +3,6 @@
 #include "drivers/USBListener.h"
 #include "drivers/VoteDeckObject_RV2.h"
 
-#include <utility>
-
 namespace vdipc {
 namespace {
 

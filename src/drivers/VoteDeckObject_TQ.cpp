@@ -21,7 +21,8 @@ VoteDeckObject_TQ::VoteDeckObject_TQ(DeviceType device_type) : VoteDeckObjectBas
     case DeviceType::LW:
         CreateVDOLW(&vote_deck_, &control_);
         break;
-    default:
+    case DeviceType::RV2:
+    case DeviceType::None:
         break;
     }
 }

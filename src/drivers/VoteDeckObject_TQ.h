@@ -73,16 +73,6 @@ private:
 
     friend struct VoteDeckObject_TQAccess;
 
-    /// The rows of a SetText.
-    struct Rows {
-        bool has_row1 = false;
-        std::string row1;
-        bool has_row2 = false;
-        std::string row2;
-        bool has_row3 = false;
-        std::string row3;
-    };
-
     /// One signal of beeper, motor and light together, in the library's own units.
     struct Signal {
         std::uint8_t beep_times = 0;

@@ -9,8 +9,6 @@
 namespace vdipc {
 namespace {
 
-constexpr std::int32_t kKeyThatComesBack = 9;
-
 using Buffer = std::shared_ptr<const std::vector<std::uint8_t>>;
 
 Buffer CopyBuffer(const std::uint8_t* data, std::uint32_t size) {
@@ -61,7 +59,7 @@ void VoteDeckObject_TQ::OnKeyEvent(std::uint32_t ushDeviceId, std::int32_t enKey
 }
 
 bool VoteDeckObject_TQ::IsKeyThatBringsBack(const std::string& device, std::int32_t key_value) const {
-    return device_type_ == DeviceType::LW && all_general_for_lw_ && key_value == kKeyThatComesBack &&
+    return device_type_ == DeviceType::LW && all_general_for_lw_ && key_value == kKeyG &&
            dropped_device_set_.count(device) != 0;
 }
 
@@ -212,9 +210,12 @@ bool VoteDeckObject_TQ::IsDeviceKindMine(std::int32_t device_kind) const {
     case DeviceType::TQ1:
     case DeviceType::TQ2:
         return device_kind == kDeviceKindInterface;
-    default:
-        return false;
+    case DeviceType::LW:
+    case DeviceType::RV2:
+    case DeviceType::None:
+        break;
     }
+    return false;
 }
 
 void VoteDeckObject_TQ::OnDeviceNodesChanged() {

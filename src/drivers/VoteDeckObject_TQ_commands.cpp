@@ -25,15 +25,7 @@ void VoteDeckObject_TQ::HandleHi(const CommandHi& hi) {
         return;
     }
     const Signal signal = MakeSignal(hi.arguments);
-    std::vector<std::string> targets;
-    if (hi.device == all_devices_id_) {
-        for (const auto& entry : text_record_map_) {
-            targets.push_back(entry.first);
-        }
-    } else {
-        targets.push_back(hi.device);
-    }
-    for (const std::string& target : targets) {
+    for (const std::string& target : TargetsOf(hi.device)) {
         VD_LOG(LogLevel::Info,
                "{}:{} Activate device_id={}, beep_times={}, beep_unit={}, beep_interval={}, motor_times={}, "
                "motor_unit={}, motor_interval={}, light_times={}, light_unit={}, light_interval={}, "
@@ -70,7 +62,7 @@ VoteDeckObject_TQ::Signal VoteDeckObject_TQ::MakeSignal(const std::vector<Comman
             signal.light_interval = interval;
             signal.light_color = Narrow(ConvertColor(argument.color));
             break;
-        default:
+        case HiArgumentType::None:
             break;
         }
     }
@@ -124,24 +116,18 @@ void VoteDeckObject_TQ::SetText(const std::string& device, bool has_row1, const 
                                 bool has_row2, const std::string& row2, bool has_row3,
                                 const std::string& row3) {
     VD_LOG_ENTRY();
-    const Rows rows = {has_row1, row1, has_row2, row2, has_row3, row3};
+    const Rows rows = {{{has_row1, row1}, {has_row2, row2}, {has_row3, row3}}};
     if (!IsReceiverConnected()) {
         return;
     }
-    std::vector<CommandText*> records;
     const bool for_all = device == all_devices_id_;
-    if (for_all) {
-        for (auto& entry : text_record_map_) {
-            records.push_back(&entry.second);
-        }
-    } else if (const auto found = text_record_map_.find(device); found != text_record_map_.end()) {
-        records.push_back(&found->second);
-    } else {
+    const std::vector<CommandText*> records = TextRecordsOf(device);
+    if (records.empty() && !for_all) {
         VD_LOG(LogLevel::Info,
                "{}:{} device has been dropped but still SetContext device_id={}, row1='{}', row2='{}', "
                "row3='{}'",
-               device, rows.row1, rows.row2, rows.row3);
-        SendRows(device, rows.row1, rows.row2, rows.row3);
+               device, row1, row2, row3);
+        SendRows(device, row1, row2, row3);
     }
     for (CommandText* const record : records) {
         UpdateRecord(*record, rows);
@@ -156,15 +142,15 @@ void VoteDeckObject_TQ::SetText(const std::string& device, bool has_row1, const 
 }
 
 void VoteDeckObject_TQ::UpdateRecord(CommandText& record, const Rows& rows) const {
-    if (rows.has_row1) {
-        record.row1 = rows.row1;
+    if (rows[0].changed) {
+        record.row1 = rows[0].text;
     }
-    if (rows.has_row3) {
-        record.row3 = rows.row3;
+    if (rows[2].changed) {
+        record.row3 = rows[2].text;
     }
-    if (rows.has_row2) {
+    if (rows[1].changed) {
         // The keypads of LW show a second row in the place of the third, and it wins over one.
-        (device_type_ == DeviceType::LW ? record.row3 : record.row2) = rows.row2;
+        (device_type_ == DeviceType::LW ? record.row3 : record.row2) = rows[1].text;
     }
 }
 
@@ -201,9 +187,10 @@ EnumQuestionType VoteDeckObject_TQ::ConvertQuestionType(QuestionType type) {
         return EnumQuestionType{8};
     case QuestionType::MultipleQuestionSingleChoice:
         return EnumQuestionType{5};
-    default:
-        return EnumQuestionType{0};
+    case QuestionType::None:
+        break;
     }
+    return EnumQuestionType{0};
 }
 
 EnumFlashingColor VoteDeckObject_TQ::ConvertColor(HiArgumentColor color) {
@@ -221,9 +208,10 @@ EnumFlashingColor VoteDeckObject_TQ::ConvertColor(HiArgumentColor color) {
     case HiArgumentColor::White:
         return EnumFlashingColor{7};
     case HiArgumentColor::Red:
-    default:
-        return EnumFlashingColor{1};
+    case HiArgumentColor::None:
+        break;
     }
+    return EnumFlashingColor{1};
 }
 
 }  // namespace vdipc

@@ -6,7 +6,6 @@
 #include "ipc/WorkerThreads.h"
 
 #include <fstream>
-#include <string>
 
 #include <json/json.h>
 

@@ -16,9 +16,6 @@
 namespace vdipc {
 namespace {
 
-constexpr std::int32_t kMultipleSelector = 0;
-constexpr std::int32_t kMultipleChineseSelector = 1;
-
 void FreeAudio(EvaluateRequest& request) {
     if (request.audio_data != nullptr && request.audio_size > 0) {
         delete[] request.audio_data;

@@ -41,7 +41,7 @@ struct SeenRequest {
 
 class Recordings : public DeviceTest {
 protected:
-    Recordings() {
+    explicit Recordings(DeviceType device_type = DeviceType::RV2) : DeviceTest(device_type) {
         static std::atomic<int> number{0};
         root_ =
             std::filesystem::temp_directory_path() /
@@ -232,10 +232,24 @@ TEST_F(Recordings, DuringKeyQuestions_AreSavedAndNothingElse) {
     EXPECT_THAT(messages_, IsEmpty());
 }
 
-TEST_F(Recordings, QuestionFound_IsLoggedInTheWordsOfTheHardware) {
-    Record(QuestionType::SingleChoice, 0);
-    ExpectOneLine(LogLevel::Debug, "last question found, custom=custom");
-    log_.Clear();
+TEST_F(Recordings, QuestionFound_IsLoggedInTheWordsOfTheBaseStation) {
+    for (const std::optional<std::int32_t> error :
+         {std::optional<std::int32_t>(0), std::optional<std::int32_t>()}) {
+        log_.Clear();
+        Record(QuestionType::SingleChoice, error);
+        ExpectOneLine(LogLevel::Debug, "last question found, custom=custom");
+    }
+}
+
+class UsbRecordings : public Recordings, public testing::WithParamInterface<DeviceType> {
+protected:
+    UsbRecordings() : Recordings(GetParam()) {}
+};
+
+INSTANTIATE_TEST_SUITE_P(Kinds, UsbRecordings,
+                         testing::Values(DeviceType::TQ1, DeviceType::TQ2, DeviceType::RV1, DeviceType::LW));
+
+TEST_P(UsbRecordings, QuestionFound_IsLoggedInTheWordsOfTheUsbReceivers) {
     Record(QuestionType::SingleChoice, std::nullopt);
     ExpectOneLine(LogLevel::Debug, "lastquestion found, custom=custom");
 }
