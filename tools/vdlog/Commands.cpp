@@ -14,7 +14,7 @@
 namespace vdipc::log {
 
 std::span<const CommandEntry* const> AllCommands() {
-    static constexpr const CommandEntry* kAll[] = {&kPipeCommand};
+    static constexpr const CommandEntry* kAll[] = {&kWhyCommand, &kPipeCommand};
     return kAll;
 }
 

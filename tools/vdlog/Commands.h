@@ -25,6 +25,7 @@ struct CommandEntry {
 };
 
 extern const CommandEntry kPipeCommand;
+extern const CommandEntry kWhyCommand;
 
 std::span<const CommandEntry* const> AllCommands();
 

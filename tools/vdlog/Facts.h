@@ -193,28 +193,29 @@ enum class FactKind : std::uint8_t {
     CommandEnd,       // command, now with what became of it
     EventSent,        // text: styled JSON; number: 1 where no client is there to get it
     Ping,             // of the client
-    EventUnwritten,   // a write that failed: the client didn't get an event
-    ReceiverUp,       // receiver
-    ReceiverDown,     // receiver; text: reason
-    ReceiverLink,     // USB; number: 1 came, 0 went; the library's callback
-    Logon,            // receiver, device; number: 1 from devices.json
-    Logoff,           // receiver, device
-    Pressed,          // press: heard
-    PressDone,        // press: with its outcome; question: the keypad's, or null
-    Recorded,         // recording: heard
-    RecordingDone,    // recording, question
-    Requested,        // request
-    Answered,         // request: answered on the service's thread; text: the result
-    RequestDone,      // request, with what became of it
-    TimedOut,         // request
-    Offline,          // the switch to the offline evaluator
-    QuestionOpened,   // receiver, device, question
-    QuestionClosed,   // receiver, device, question
-    LettersLost,      // receiver, device, question: letters that were never confirmed
-    Rows,             // receiver, device; text: the rows for the display, as the log has them
-    Warning,          // text: a line of level Warn or above, which nothing else accounts for
-    Foreign,          // text: a line of another form
-    UnknownLine,      // text; device: the function's name
+    DeviceInited,  // behind its EventSent; number: 0 by "init", 1 a receiver changed, 2 the station is still down
+    EventUnwritten,  // a write that failed: the client didn't get an event
+    ReceiverUp,      // receiver
+    ReceiverDown,    // receiver; text: reason
+    ReceiverLink,    // USB; number: 1 came, 0 went; the library's callback
+    Logon,           // receiver, device; number: 1 from devices.json
+    Logoff,          // receiver, device
+    Pressed,         // press: heard
+    PressDone,       // press: with its outcome; question: the keypad's, or null
+    Recorded,        // recording: heard
+    RecordingDone,   // recording, question
+    Requested,       // request
+    Answered,        // request: answered on the service's thread; text: the result
+    RequestDone,     // request, with what became of it
+    TimedOut,        // request
+    Offline,         // the switch to the offline evaluator
+    QuestionOpened,  // receiver, device, question
+    QuestionClosed,  // receiver, device, question
+    LettersLost,     // receiver, device, question: letters that were never confirmed
+    Rows,            // receiver, device; text: the rows for the display, as the log has them
+    Warning,         // text: a line of level Warn or above, which nothing else accounts for
+    Foreign,         // text: a line of another form
+    UnknownLine,     // text; device: the function's name
 };
 
 struct Fact {

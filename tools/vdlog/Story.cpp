@@ -154,6 +154,9 @@ void Story::OnLine(const LogLine& line) {
     } else if (reading.id == LineId::SetStatusCallback && run_complete_) {
         EndRun();  // the next process
     }
+    if (reading.id == LineId::SetStatusCallback && !in_run_) {
+        return;  // stands before the start
+    }
     EnsureRun(line);
     last_mark_ = line.at;
     last_.line = line.at;
@@ -443,6 +446,9 @@ void Story::OnTaskLine(const LogLine& line, const Reading& reading) {
         initializing_ = Receiver::RV2;
         return;
     case LineId::StationUninitialize:
+        if (task_ != Task::Command || command_->name != "init") {
+            Begin(Task::Other);  // a stop
+        }
         SetReceiver(Receiver::RV2, false, line.at, "taken down");
         return;
     case LineId::StationNoPower:
@@ -460,7 +466,9 @@ void Story::OnTaskLine(const LogLine& line, const Reading& reading) {
     case LineId::ReceiverUninitialize: {
         // In the order of the kinds, without the station; at a stop with an end of its own.
         static constexpr Receiver kOrder[] = {Receiver::TQ1, Receiver::TQ2, Receiver::RV1, Receiver::LW};
-        if (task_ == Task::Command && initialized_ < 4) {
+        if (task_ != Task::Command || command_->name != "init") {
+            Begin(Task::Other);  // a stop
+        } else if (initialized_ < 4) {
             SetReceiver(kOrder[initialized_++], false, line.at, "taken down");
         }
         return;
@@ -483,6 +491,7 @@ void Story::OnTaskLine(const LogLine& line, const Reading& reading) {
     case LineId::SendRemoved:
     case LineId::StatusChanged:
     case LineId::StatusStillBad:
+        inited_cause_ = reading.id == LineId::StatusStillBad ? 2 : 1;
         if (task_ == Task::Press || task_ == Task::Recording || task_ == Task::Speech ||
             task_ == Task::Command) {
             Begin(Task::Other);
@@ -819,6 +828,12 @@ void Story::OnEventSent(const LogLine& line, std::string_view text) {
     Emit(fact);
     if (text.find("\"event\" : \"device-inited\"") != std::string_view::npos) {
         OnDeviceInited(line, text);
+        Fact inited;
+        inited.kind = FactKind::DeviceInited;
+        inited.at = line.at;
+        inited.text = text;
+        inited.number = task_ == Task::Command ? 0 : inited_cause_;
+        Emit(inited);
     }
 }
 

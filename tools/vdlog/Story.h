@@ -29,6 +29,7 @@ struct TextHash {
 struct Keypad {
     bool logged_on = false;
     bool uncertain = false;  // it may be another USB receiver's
+    bool dropped = false;    // its logoff was a "drop"
     bool from_file = false;  // logged on by devices.json
     Mark logon;              // the last one
     Mark logoff;
@@ -196,6 +197,7 @@ private:
     std::deque<std::string> request_order_;
     std::string logon_device_;
     bool link_connected_ = false;
+    int inited_cause_ = 0;
 };
 
 }  // namespace vdipc::log

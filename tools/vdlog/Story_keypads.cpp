@@ -205,6 +205,7 @@ void Story::LogOff(const LogLine& line, Receiver receiver, std::string_view devi
         }
         keypad->logged_on = false;
         keypad->logoff = line.at;
+        keypad->dropped = task_ == Task::Command && in_drop_;
     }
     Fact fact;
     fact.kind = FactKind::Logoff;

@@ -1,0 +1,280 @@
+// Reasons on logs that are written here; tests/system has them through the real library.
+#include "tools/vdlog/Reasons.h"
+
+#include "support/Logs.h"
+
+#include <gtest/gtest.h>
+#include <json/json.h>
+
+#include <algorithm>
+#include <memory>
+#include <string>
+#include <vector>
+
+namespace vdipc::log::test {
+namespace {
+
+std::vector<Finding> Explain(const LogText& log, Reasons::Counts* counts = nullptr) {
+    const Text text;
+    std::vector<Finding> findings;
+    Reasons reasons(text, [&findings](const Finding& finding) { findings.push_back(finding); });
+    Story story(reasons);
+    reasons.Follow(story);
+    LineReader reader(story);
+    reader.Feed(log.Text().data(), log.Text().size());
+    reader.EndFile();
+    story.End();
+    if (counts != nullptr) {
+        *counts = reasons.Totals();
+    }
+    return findings;
+}
+
+/// The one finding of this reason.
+Finding Only(const LogText& log, Reason reason) {
+    std::vector<Finding> found = Explain(log);
+    std::string all;
+    for (const Finding& finding : found) {
+        all += std::string(NameOf(finding.reason)) + ": " + finding.sentence + "\n";
+    }
+    std::erase_if(found, [reason](const Finding& finding) { return finding.reason != reason; });
+    EXPECT_EQ(found.size(), 1U) << NameOf(reason) << " among:\n" << all;
+    return found.empty() ? Finding() : found[0];
+}
+
+/// The text of the log's lines that a finding points at.
+std::string LinesOf(const LogText& log, const Finding& finding) {
+    std::string lines;
+    std::uint64_t number = 1;
+    std::size_t begin = 0;
+    while (begin < log.Text().size()) {
+        const std::size_t end = log.Text().find('\n', begin);
+        for (const Mark& mark : finding.lines) {
+            lines += mark.line == number ? log.Text().substr(begin, end - begin) + "\n" : "";
+        }
+        begin = end + 1;
+        ++number;
+    }
+    return lines;
+}
+
+LogText Station() {
+    LogText log;
+    return log.Start().Client().Init(1, "\"RV2\"");
+}
+
+std::string AskJson(const std::string& type, const std::string& custom, const std::string& device = "0") {
+    return R"({"command":"ask","device":")" + device + R"(","type":")" + type + R"(","custom":")" + custom +
+           "\"}";
+}
+
+TEST(Reasons, QuestionBeforeLogon_SaysByHowLong) {
+    LogText log = Station();
+    log.Ask(AskJson("single-choice", "q1"), "0").Pass(30).StationLogon("2").Pass(1000);
+    log.StationKey("2", 2).Found("2", false);
+    const Finding finding = Only(log, Reason::AskedBeforeLogon);
+    EXPECT_EQ(finding.device, "2");
+    EXPECT_EQ(finding.custom, "q1");
+    EXPECT_NE(finding.sentence.find("ms before the keypad logged on"), std::string::npos) << finding.sentence;
+    const std::string lines = LinesOf(log, finding);
+    EXPECT_NE(lines.find("OnKeypadEvent:76 ushDeviceId=2, enKeyValue=2"), std::string::npos) << lines;
+    EXPECT_NE(lines.find("found=false"), std::string::npos) << lines;
+    EXPECT_NE(lines.find("cover question record for device 0"), std::string::npos) << lines;
+    EXPECT_NE(lines.find("bConnect=true"), std::string::npos) << lines;
+}
+
+TEST(Reasons, KeypadThatIsAskedNothing_IsToldFromOneThatNeverLoggedOn) {
+    LogText log = Station();
+    log.StationLogon("2").StationKey("2", 2).Found("2", false).StationKey("3", 2).Found("3", false);
+    EXPECT_EQ(Only(log, Reason::NotAsked).device, "2");
+    EXPECT_EQ(Only(log, Reason::NeverLoggedOn).device, "3");
+}
+
+TEST(Reasons, LogThatBeginsLater_ClaimsNoMissingLogon) {
+    LogText log;
+    log.Client().Init(1, "\"RV2\"").StationKey("3", 2).Found("3", false);
+    const Finding finding = Only(log, Reason::NotAsked);
+    EXPECT_NE(finding.sentence.find("before the log begins"), std::string::npos) << finding.sentence;
+}
+
+TEST(Reasons, IgnoredAsk_IsTheReasonOfThePress) {
+    LogText log = Station();
+    log.StationLogon("2").Command(AskJson("single-choice", "q1"), "CallAsk");
+    log.Line("IpcHandler::CallAsk:214 Cause none device is inited, ignore command", LogText::kTaskThread,
+             "Warn");
+    log.StationKey("2", 2).Found("2", false);
+    EXPECT_NE(LinesOf(log, Only(log, Reason::AskIgnored)).find("ignore command"), std::string::npos);
+    EXPECT_EQ(Only(log, Reason::CommandIgnored).custom, "q1");
+}
+
+TEST(Reasons, AskThatCouldNotBeDecoded_SaysWhatIsWrong) {
+    LogText log = Station();
+    const std::string json = AskJson("Single-Choice", "q1");
+    log.StationLogon("2").Line("IpcHandler::RouteMessage:78 task begin msg=" + json);
+    log.StationKey("2", 2).Found("2", false);
+    EXPECT_NE(Only(log, Reason::AskNotDecoded).sentence.find("capitals count: \"single-choice\""),
+              std::string::npos);
+    EXPECT_EQ(Only(log, Reason::CommandNotDecoded).custom, "q1");
+}
+
+TEST(Reasons, ClosedQuestions_NameTheCommandThatClosedThem) {
+    const std::string ask = AskJson("single-choice", "q1");
+    LogText for_all = Station();
+    for_all.StationLogon("2").Ask(ask, "0", {"2"}).Command(R"({"command":"stop","device":"0"})", "CallStop");
+    for (int block = 0; block < 5; ++block) {
+        for_all.Line("VoteDeckObjectBase::HandleStop:38", LogText::kTaskThread, "Trace");
+        for_all.Line("VoteDeckObjectBase::StopLastQuestionRecord:86 stop last_question_map_[0]");
+        if (block == 3) {
+            for_all.Line("VoteDeckObjectBase::StopLastQuestionRecord:97 stop question record for device 2");
+        }
+    }
+    for_all.StationKey("2", 2).Found("2", true).StationLogon("9");
+    EXPECT_NE(
+        LinesOf(for_all, Only(for_all, Reason::ClosedByStopForAll)).find("stop question record for device 2"),
+        std::string::npos);
+
+    for (const std::string command : {"stop", "drop"}) {
+        LogText one = Station();
+        one.StationLogon("2").Ask(ask, "0", {"2"});
+        one.Command(R"({"command":")" + command + R"(","device":"2"})",
+                    command == "stop" ? "CallStop" : "CallDrop");
+        for (int block = 0; block < 5; ++block) {
+            one.Line(command == "stop" ? "VoteDeckObjectBase::HandleStop:38"
+                                       : "VoteDeckObjectBase::HandleDrop:42",
+                     LogText::kTaskThread, "Trace");
+            if (command == "drop") {
+                one.Line("VoteDeckObjectBase::EraseTextRevordForDevice:18 device=2", LogText::kTaskThread,
+                         "Trace");
+            }
+            one.Line("VoteDeckObjectBase::StopLastQuestionRecord:86 stop last_question_map_[2]");
+        }
+        one.StationKey("2", 2).Found("2", true);
+        EXPECT_EQ(Only(one, command == "stop" ? Reason::ClosedByStop : Reason::ClosedByDrop).custom, "q1");
+    }
+}
+
+TEST(Reasons, StopForAllWithoutAQuestion_LeavesAKeypadUnasked) {
+    LogText log = Station();
+    log.StationLogon("2").Command(R"({"command":"stop","device":"0"})", "CallStop");
+    for (int block = 0; block < 5; ++block) {
+        log.Line("VoteDeckObjectBase::HandleStop:38", LogText::kTaskThread, "Trace");
+        if (block == 3) {
+            log.Line("VoteDeckObjectBase::StopLastQuestionRecord:97 stop question record for device 2");
+        }
+    }
+    log.StationKey("2", 2).Found("2", true);
+    Only(log, Reason::NotAsked);
+}
+
+TEST(Reasons, OlderQuestion_TookTheKey) {
+    LogText log = Station();
+    log.StationLogon("2").Ask(AskJson("single-choice", "old"), "0", {"2"});
+    log.Line("VoteDeckObject_RV2::OnKeypadConnect::<lambda>::operator ():54 task begin ushDeviceId=2, "
+             "bConnect=false");
+    log.Ask(AskJson("single-choice", "new"), "0").StationLogon("2");
+    log.StationKey("2", 2)
+        .Found("2", true)
+        .Finished("2", false)
+        .Filtered(0, 2, true)
+        .KeyEvent("2", "B", "old");
+    const Finding finding = Only(log, Reason::OlderQuestion);
+    EXPECT_TRUE(finding.event);
+    EXPECT_NE(finding.sentence.find("\"old\""), std::string::npos) << finding.sentence;
+    EXPECT_NE(finding.sentence.find("\"new\""), std::string::npos) << finding.sentence;
+}
+
+TEST(Reasons, SecondKeyAndWrongKey_AreToldApart) {
+    LogText log = Station();
+    log.StationLogon("2").Ask(AskJson("single-choice", "q1"), "0", {"2"});
+    log.StationKey("2", 5).Found("2", true).Finished("2", false).Filtered(0, 5, false);
+    log.StationKey("2", 2)
+        .Found("2", true)
+        .Finished("2", false)
+        .Filtered(0, 2, true)
+        .KeyEvent("2", "B", "q1");
+    log.StationKey("2", 3).Found("2", true).Finished("2", true);
+    EXPECT_NE(
+        Only(log, Reason::KeyDoesNotCount).sentence.find("T doesn't count for single-choice (A to D do)"),
+        std::string::npos);
+    EXPECT_NE(LinesOf(log, Only(log, Reason::AnsweredAlready)).find("SendMsg"), std::string::npos);
+}
+
+TEST(Reasons, SilenceOfAKeypad_IsNotGuessedAt) {
+    LogText log = Station();
+    log.StationLogon("2")
+        .Ask(AskJson("single-choice", "q1"), "0", {"2"})
+        .Ask(AskJson("single-choice", "q2"), "0", {"2"});
+    log.StationKey("2", 2)
+        .Found("2", true)
+        .Finished("2", false)
+        .Filtered(0, 2, true)
+        .KeyEvent("2", "B", "q2");
+    const Finding finding = Only(log, Reason::NoPress);
+    EXPECT_EQ(finding.custom, "q1");
+    EXPECT_NE(finding.sentence.find("the log can't tell which"), std::string::npos);
+}
+
+TEST(Reasons, ReceiverThatWentDown_IsToldFromSilence) {
+    LogText log = Station();
+    log.StationLogon("2").Ask(AskJson("single-choice", "q1"), "0", {"2"});
+    log.Event("\t\"event\" : \"device-inited\",\n\t\"id\" : \"2\",\n\t\"info\" : \"no-power\",\n\t\"ready\" "
+              ": false");
+    EXPECT_NE(Only(log, Reason::ReceiverDown).sentence.find("it has no power"), std::string::npos);
+    LogText taken = Station();
+    taken.StationLogon("2").Ask(AskJson("single-choice", "q1"), "0", {"2"}).Init(0, "\"TQ1\"");
+    EXPECT_EQ(Only(taken, Reason::ReceiverTakenDown).device, "2");
+}
+
+TEST(Reasons, HostThatEnded_NamesTheDeviceIdOrTheLength) {
+    LogText id = Station();
+    id.StationLogon("2").Ask(AskJson("single-choice", "q1", "seven"), "seven");
+    id.Line("VoteDeckObject_RV2::StartQuestion:116 rv2.0 StartQuestion type=2 device_id=seven",
+            LogText::kTaskThread, "Info");
+    EXPECT_NE(Only(id, Reason::HostEndedByDeviceId).sentence.find("\"seven\""), std::string::npos);
+    LogText length = Station();
+    length.Line("PipeServer::OnPipeDataReceived:61 msg received:", 0x2cc);
+    Only(length, Reason::HostEndedByNegativeLength);
+    Only(Station(), Reason::HostEnded);
+}
+
+TEST(WhyCommand, Log_IsGroupedOrNarrowed) {
+    LogText log = Station();
+    log.StationLogon("2").StationLogon("3");
+    for (const char* const keypad : {"2", "2", "2", "2", "3"}) {
+        log.StationKey(keypad, 2).Found(keypad, false);
+    }
+    log.Line("IpcHandler::TaskLoop:124 task loop end");
+    const std::string wide = Vdlog({"why"}, log.Text()).out;
+    EXPECT_NE(wide.find("5 presses and 0 recordings were heard, 1 events went out."), std::string::npos)
+        << wide;
+    EXPECT_NE(wide.find("5 x the keypad was asked nothing"), std::string::npos) << wide;
+    EXPECT_NE(wide.find("... and 2 more"), std::string::npos) << wide;
+    const std::string narrow = Vdlog({"why", "--keypad", "3"}, log.Text()).out;
+    EXPECT_NE(narrow.find("Keypad 3 (RV2) pressed B at 10:00:00.0"), std::string::npos) << narrow;
+    EXPECT_EQ(narrow.find("Keypad 2"), std::string::npos) << narrow;
+    EXPECT_NE(Vdlog({"why", "--from", "11:00"}, log.Text()).out.find("nothing that would explain"),
+              std::string::npos);
+    EXPECT_EQ(Vdlog({"why", "--from", "noon"}, log.Text()).code, 2);
+}
+
+TEST(WhyCommand, Json_HoldsEveryFinding) {
+    LogText log = Station();
+    log.StationLogon("2");
+    for (int i = 0; i < 5; ++i) {
+        log.StationKey("2", 2).Found("2", false);
+    }
+    Json::Value root;
+    std::string errors;
+    const std::string out = Vdlog({"why", "--json"}, log.Text()).out;
+    const std::unique_ptr<Json::CharReader> reader(Json::CharReaderBuilder().newCharReader());
+    ASSERT_TRUE(reader->parse(out.data(), out.data() + out.size(), &root, &errors)) << errors << out;
+    EXPECT_EQ(root["counts"]["not-asked"].asInt(), 5);
+    EXPECT_EQ(root["presses"].asInt(), 5);
+    ASSERT_EQ(root["findings"].size(), 6U);
+    EXPECT_EQ(root["findings"][0]["keypad"], "2");
+    EXPECT_EQ(root["findings"][0]["receiver"], "RV2");
+    EXPECT_GE(root["findings"][0]["lines"].size(), 3U);
+}
+
+}  // namespace
+}  // namespace vdipc::log::test

@@ -1,0 +1,39 @@
+#include "tools/vdlog/Narrow.h"
+
+#include <CLI/CLI.hpp>
+
+#include <stdexcept>
+
+namespace vdipc::log {
+namespace {
+
+constexpr std::int64_t kDayMilliseconds = 24LL * 60 * 60 * 1000;
+
+}  // namespace
+
+void AddTimeOptions(CLI::App& app, Options& options) {
+    app.add_option("--from", options.from, "from this time on: 10:15, 10:15:30.250, or \"2026-11-22 10:15\"");
+    app.add_option("--to", options.to, "up to this time");
+}
+
+Narrow::Narrow(const Options& options)
+    : keypad_(options.keypad), custom_(options.custom), has_custom_(options.has_custom),
+      has_time_(!options.from.empty() || !options.to.empty()) {
+    const auto read = [](const std::string& text, Bound& bound) {
+        if (!text.empty() && !ReadTime(text, bound.time, bound.time_of_day)) {
+            throw std::invalid_argument("\"" + text +
+                                        "\" is no time; write 10:15, 10:15:30.250 or \"2026-11-22 10:15\"");
+        }
+    };
+    read(options.from, from_);
+    read(options.to, to_);
+}
+
+bool Narrow::HoldsTime(std::int64_t time) const {
+    const auto shown = [time](const Bound& bound) {
+        return bound.time_of_day ? (time % kDayMilliseconds + kDayMilliseconds) % kDayMilliseconds : time;
+    };
+    return shown(from_) >= from_.time && shown(to_) <= to_.time;
+}
+
+}  // namespace vdipc::log

@@ -1,0 +1,43 @@
+// The part of a log that the user asks about: a keypad, a question, a span of time.
+#pragma once
+
+#include "tools/vdlog/LogLine.h"
+#include "tools/vdlog/Options.h"
+
+#include <cstdint>
+#include <limits>
+#include <string>
+#include <string_view>
+
+namespace CLI {
+class App;
+}
+
+namespace vdipc::log {
+
+void AddTimeOptions(CLI::App& app, Options& options);
+
+class Narrow {
+public:
+    /// Raises std::invalid_argument for a time that is none.
+    explicit Narrow(const Options& options);
+
+    bool HoldsTime(std::int64_t time) const;
+    bool HoldsKeypad(std::string_view device) const { return keypad_.empty() || device == keypad_; }
+    bool HoldsCustom(std::string_view custom) const { return !has_custom_ || custom == custom_; }
+    bool IsWide() const { return keypad_.empty() && !has_custom_ && !has_time_; }
+
+private:
+    struct Bound {
+        std::int64_t time;
+        bool time_of_day;
+    };
+    std::string keypad_;
+    std::string custom_;
+    bool has_custom_;
+    bool has_time_;
+    Bound from_{std::numeric_limits<std::int64_t>::min(), false};
+    Bound to_{std::numeric_limits<std::int64_t>::max(), false};
+};
+
+}  // namespace vdipc::log
