@@ -115,8 +115,12 @@ void VoteDeckObjectBase::RunAudioPath(std::uint32_t number, const std::vector<st
     if (question->stopped) {
         return;
     }
-    VD_LOG(LogLevel::Debug, "{}:{} {} found, custom={}",
-           device_type_ == DeviceType::RV2 ? "last question" : "lastquestion", ask.custom);
+    // Each line stands whole, so that who has read it in a log finds it here.
+    if (device_type_ == DeviceType::RV2) {
+        VD_LOG(LogLevel::Debug, "{}:{} last question found, custom={}", ask.custom);
+    } else {
+        VD_LOG(LogLevel::Debug, "{}:{} lastquestion found, custom={}", ask.custom);
+    }
     switch (ask.type) {
     case QuestionType::Audio:
         // A bad recording is sent for recognition all the same.
