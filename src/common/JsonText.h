@@ -4,6 +4,7 @@
 #include <json/json.h>
 
 #include <istream>
+#include <ostream>
 #include <string>
 
 namespace vdipc {
@@ -14,5 +15,11 @@ bool ParseJson(const std::string& text, Json::Value* root);
 
 /// As above, for all that is left of a stream.
 bool ParseJson(std::istream& stream, Json::Value* root);
+
+/// The text of Value::toStyledString: several lines, indented, ending in a line break; what is beyond ASCII is escaped.
+std::string StyledText(const Json::Value& root);
+
+/// The writer of the same form, which ends without a line break.
+void WriteStyled(const Json::Value& root, std::ostream& stream);
 
 }  // namespace vdipc

@@ -3,7 +3,9 @@
 #include "common/Clock.h"
 
 #include <atomic>
-#include <cstdio>
+#include <iterator>
+
+#include <fmt/compile.h>
 
 namespace vdipc {
 namespace {
@@ -11,26 +13,36 @@ namespace {
 // Null until the log file is opened: lines are formatted and dropped.
 std::atomic<LogHandler> log_handler_{nullptr};
 
-const char* LevelName(LogLevel level) {
-    static constexpr const char* kNames[] = {"Trace", "Debug", "Info", "Warn", "Error", "Critical"};
+std::string_view LevelName(LogLevel level) {
+    static constexpr std::string_view kNames[] = {"Trace", "Debug", "Info", "Warn", "Error", "Critical"};
     const auto number = static_cast<std::uint32_t>(level);
     return number < std::size(kNames) ? kNames[number] : "Unknown";
 }
 
 }  // namespace
 
-std::string MakeLogPrefix(LogLevel level) {
-    std::string prefix(128, '\0');
+LogPrefix MakeLogPrefix(LogLevel level) {
     const LocalTime now = GetLocalTimeNow();
-    const unsigned int thread = GetThreadNumber();
-    std::snprintf(prefix.data(), prefix.size(), "[%04d-%02d-%02d %02d:%02d:%02d.%03d][%s][%05x] ", now.year,
-                  now.month, now.day, now.hour, now.minute, now.second, now.milliseconds, LevelName(level),
-                  thread);
+    LogPrefix prefix;
+    const auto end = fmt::format_to_n(
+        prefix.text.data(), prefix.text.size(),
+        FMT_COMPILE("[{:04d}-{:02d}-{:02d} {:02d}:{:02d}:{:02d}.{:03d}][{}][{:05x}] "), now.year, now.month,
+        now.day, now.hour, now.minute, now.second, now.milliseconds, LevelName(level), GetThreadNumber());
+    prefix.size = static_cast<std::size_t>(end.out - prefix.text.data());
     return prefix;
 }
 
 LogHandler ExchangeLogHandler(LogHandler handler) {
     return log_handler_.exchange(handler);
+}
+
+void LogFormattedArguments(LogLevel level, fmt::string_view format, fmt::format_args arguments) {
+    fmt::basic_memory_buffer<char, 500> writer;
+    const LogPrefix prefix = MakeLogPrefix(level);
+    writer.append(prefix.View());
+    fmt::vformat_to(fmt::appender(writer), format, arguments);
+    writer.push_back('\0');
+    EmitLogLine(level, writer.data());
 }
 
 void EmitLogLine(LogLevel level, const char* text) {

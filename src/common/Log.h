@@ -7,11 +7,10 @@
 
 #include "common/FunctionName.h"
 
+#include <array>
 #include <cstddef>
 #include <cstdint>
-#include <iterator>
-#include <string>
-#include <utility>
+#include <string_view>
 
 #include <fmt/format.h>
 
@@ -22,8 +21,16 @@ enum class LogLevel : std::int32_t { Trace = 0, Debug = 1, Info = 2, Warn = 3, E
 /// A sink: level as a number, and a NUL-terminated text without line ending. Must be callable on any thread.
 using LogHandler = void (*)(std::int32_t level, const char* text);
 
-/// "[year-month-day hour:minute:second.milliseconds][level name][thread number] ", in a text of 128 bytes.
-std::string MakeLogPrefix(LogLevel level);
+/// The head of a line, in place: no line pays for a text of its own on the heap.
+struct LogPrefix {
+    std::array<char, 128> text;
+    std::size_t size;
+
+    std::string_view View() const { return {text.data(), size}; }
+};
+
+/// "[year-month-day hour:minute:second.milliseconds][level name][thread number] ".
+LogPrefix MakeLogPrefix(LogLevel level);
 
 /// Replaces the sink; null formats and drops. Returns the former one.
 LogHandler ExchangeLogHandler(LogHandler handler);
@@ -31,16 +38,12 @@ LogHandler ExchangeLogHandler(LogHandler handler);
 /// Hands a finished, NUL-terminated line to the sink, if there is one.
 void EmitLogLine(LogLevel level, const char* text);
 
-/// Prefix, formatted text, terminating NUL, sink. Lines below 500 characters need no heap but for the prefix.
+/// Prefix, formatted text, terminating NUL, sink. Lines below 500 characters need no heap.
+void LogFormattedArguments(LogLevel level, fmt::string_view format, fmt::format_args arguments);
+
 template <typename... Arguments>
 void LogFormatted(LogLevel level, fmt::format_string<Arguments...> format, Arguments&&... arguments) {
-    fmt::basic_memory_buffer<char, 500> writer;
-    const std::string prefix = MakeLogPrefix(level);
-    const std::string_view shown(prefix.c_str());
-    writer.append(shown.data(), shown.data() + shown.size());
-    fmt::format_to(std::back_inserter(writer), format, std::forward<Arguments>(arguments)...);
-    writer.push_back('\0');
-    EmitLogLine(level, writer.data());
+    LogFormattedArguments(level, format, fmt::make_format_args(arguments...));
 }
 
 }  // namespace vdipc

@@ -99,12 +99,4 @@ void VoteDeckObjectBase::PostTask(std::function<void()> task) {
     }
 }
 
-void VoteDeckObjectBase::PostOwnTask(std::function<void()> task) {
-    PostTask([alive = std::weak_ptr<const bool>(alive_), task = std::move(task)] {
-        if (!alive.expired()) {
-            task();
-        }
-    });
-}
-
 }  // namespace vdipc

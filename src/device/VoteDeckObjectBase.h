@@ -14,6 +14,7 @@
 #include <optional>
 #include <set>
 #include <string>
+#include <utility>
 #include <vector>
 
 namespace vdipc {
@@ -81,7 +82,14 @@ protected:
     void PostTask(std::function<void()> task);
     /// Any thread. As PostTask, for a task that uses the object: it is dropped unrun when the object is gone by
     /// the time of its turn.
-    void PostOwnTask(std::function<void()> task);
+    template <typename Task>
+    void PostOwnTask(Task task) {
+        PostTask([alive = std::weak_ptr<const bool>(alive_), task = std::move(task)] {
+            if (!alive.expired()) {
+                task();
+            }
+        });
+    }
 
     // Questions and keys.
     void StartNewQuestionRecord(const CommandAsk& ask);

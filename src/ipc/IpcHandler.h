@@ -6,6 +6,7 @@
 #pragma once
 
 #include "common/Event.h"
+#include "common/Mutex.h"
 #include "common/Timer.h"
 #include "common/closed/ZVNSpeech.h"
 #include "device/IVoteDeckObject.h"
@@ -17,13 +18,11 @@
 
 #include <array>
 #include <atomic>
-#include <condition_variable>
 #include <cstdint>
 #include <deque>
 #include <functional>
 #include <map>
 #include <memory>
-#include <mutex>
 #include <set>
 #include <string>
 #include <thread>
@@ -149,9 +148,9 @@ private:
     std::unique_ptr<std::thread> task_thread_;
     std::unique_ptr<std::thread> ping_listening_thread_;  // stays null
     std::unique_ptr<std::thread> spare_thread_;           // nothing starts it
-    std::mutex task_mutex_;                               // guards tasks_ alone, never held while a task runs
+    Mutex task_mutex_;                                    // guards tasks_ alone, never held while a task runs
     std::deque<Task> tasks_;
-    std::condition_variable task_cond_;
+    Condition task_cond_;
     std::atomic<PipeServer*> pipe_server_{nullptr};  // owned; read by whoever sends
     QuitCallback quit_callback_;
     VoteDecksStatusChangedCallback status_changed_callback_;

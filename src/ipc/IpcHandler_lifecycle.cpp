@@ -95,7 +95,7 @@ void IpcHandler::SetVoteDecksStatusChangedCallback(VoteDecksStatusChangedCallbac
 void IpcHandler::PostTask(Task task) {
     std::lock_guard lock(task_mutex_);
     tasks_.push_back(std::move(task));
-    task_cond_.notify_one();
+    task_cond_.NotifyOne();
 }
 
 void IpcHandler::SendIPCMesage(const std::string& text) {
@@ -112,9 +112,9 @@ void IpcHandler::TaskLoop() {
     do {
         Task task;
         {
-            std::unique_lock lock(task_mutex_);
+            std::lock_guard lock(task_mutex_);
             while (tasks_.empty()) {
-                task_cond_.wait(lock);
+                task_cond_.Wait(task_mutex_);
             }
             task = std::move(tasks_.front());
             tasks_.pop_front();

@@ -39,11 +39,10 @@ void IpcHandler::SaveActiveDevices() {
         for (const std::string& device : devices) {
             value.append(ToUtf8(device));
         }
-        root[MapAt(device_names_, device_type)] = value;
+        root[MapAt(device_names_, device_type)] = std::move(value);
     }
-    VD_LOG(LogLevel::Debug, "{}:{} decvices: {}", root.toStyledString());
-    const std::unique_ptr<Json::StreamWriter> writer(Json::StreamWriterBuilder().newStreamWriter());
-    writer->write(root, &file);
+    VD_LOG(LogLevel::Debug, "{}:{} decvices: {}", StyledText(root));
+    WriteStyled(root, file);
     file.flush();
 }
 

@@ -9,6 +9,7 @@
 #include <fstream>
 #include <sstream>
 
+#include <fmt/compile.h>
 #include <json/json.h>
 
 namespace vdipc {
@@ -32,8 +33,8 @@ void IpcHandler::SendTrackwire(CTrackwire& record) {
 std::string IpcHandler::GetCurrentTimeString() {
     VD_LOG_ENTRY();
     const LocalTime now = GetLocalTimeNow();
-    return PrintBounded260("%04d.%02d.%02d %02d:%02d:%02d.%03d", now.year, now.month, now.day, now.hour,
-                           now.minute, now.second, now.milliseconds);
+    return fmt::format(FMT_COMPILE("{:04d}.{:02d}.{:02d} {:02d}:{:02d}:{:02d}.{:03d}"), now.year, now.month,
+                       now.day, now.hour, now.minute, now.second, now.milliseconds);
 }
 
 void IpcHandler::SetVersionForTrackwire() {

@@ -1,5 +1,6 @@
 #include "messages/MessageCodec.h"
 
+#include "common/JsonText.h"
 #include "common/StandardErrors.h"
 #include "common/TextEncoding.h"
 #include "messages/MessageText.h"
@@ -44,7 +45,7 @@ void ReadRows(const Json::Value& root, Command* record) {
 void ReadContext(const Json::Value& context, CommandAsk* record) {
     const Json::Value& param = context["param"];
     if (param.isObject()) {
-        record->param = param.toStyledString();
+        record->param = StyledText(param);
     }
     const Json::Value& stems = context["stems"];
     if (stems.isArray()) {

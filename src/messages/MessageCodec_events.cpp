@@ -8,12 +8,14 @@
 #include <json/json.h>
 
 #include <cstdio>
+#include <utility>
 
 namespace vdipc {
 
 namespace {
 
 using message_text::Finish;
+using message_text::Name;
 using message_text::WireText;
 
 constexpr std::int32_t kNoInfo = -1;
@@ -22,9 +24,9 @@ constexpr std::int32_t kNoInfo = -1;
 template <typename Event>
 std::string EncodeDeviceOnly(const char* name, const Event& record) {
     Json::Value root;
-    root["event"] = name;
-    root["id"] = WireText(record.id);
-    root["device"] = WireText(record.device);
+    root[Name("event")] = Name(name);
+    root[Name("id")] = WireText(record.id);
+    root[Name("device")] = WireText(record.device);
     return Finish(root);
 }
 
@@ -32,19 +34,19 @@ std::string EncodeDeviceOnly(const char* name, const Event& record) {
 template <typename Event>
 std::string EncodeSpeechResult(const char* name, const Event& record) {
     Json::Value root;
-    root["event"] = name;
-    root["id"] = WireText(record.id);
-    root["device"] = WireText(record.device);
-    root["key"] = WireText(record.key);
+    root[Name("event")] = Name(name);
+    root[Name("id")] = WireText(record.id);
+    root[Name("device")] = WireText(record.device);
+    root[Name("key")] = WireText(record.key);
     Json::Value data;
-    data["start_time"] = Json::Value(record.start_time);
-    data["end_time"] = Json::Value(record.end_time);
-    data["result"] = WireText(record.result);
-    data["score"] = Json::Value(record.score);
-    data["lost_package_rate"] = Json::Value(record.lost_package_rate);
-    root["data"] = data;
-    root["extra"] = WireText(record.extra);
-    root["custom"] = WireText(record.custom);
+    data[Name("start_time")] = Json::Value(record.start_time);
+    data[Name("end_time")] = Json::Value(record.end_time);
+    data[Name("result")] = WireText(record.result);
+    data[Name("score")] = Json::Value(record.score);
+    data[Name("lost_package_rate")] = Json::Value(record.lost_package_rate);
+    root[Name("data")] = std::move(data);
+    root[Name("extra")] = WireText(record.extra);
+    root[Name("custom")] = WireText(record.custom);
     return Finish(root);
 }
 
@@ -52,50 +54,51 @@ std::string EncodeSpeechResult(const char* name, const Event& record) {
 
 std::string MessageCodec::EncodeEvent(const EventDeviceInited& record) {
     Json::Value root;
-    root["event"] = "device-inited";
-    root["id"] = WireText(record.id);
+    root[Name("event")] = Name("device-inited");
+    root[Name("id")] = WireText(record.id);
     Json::Value devices;
     for (const DeviceType type : record.avaliable_device) {
         if (type != DeviceType::None) {
             devices.append(WireText(MapAt(kDeviceTypes.names, type)));
         }
     }
-    root["avaliable-device"] = devices;
+    root[Name("avaliable-device")] = std::move(devices);
     Json::Value infos;
     for (const auto& [type, device_info] : record.avaliable_device_info) {
         if (type == DeviceType::None) {
             continue;
         }
         Json::Value member;
-        member["uid"] = WireText(device_info.uid);
-        member["software-version"] = WireText(device_info.software);
-        member["hardware-version"] = WireText(device_info.hardware);
-        member["company"] = WireText(device_info.company);
-        member["channel"] = WireText(device_info.channel);
-        member["tx-power"] = WireText(device_info.tx_power);
-        infos[MapAt(kDeviceTypes.names, type)] = member;
+        member[Name("uid")] = WireText(device_info.uid);
+        member[Name("software-version")] = WireText(device_info.software);
+        member[Name("hardware-version")] = WireText(device_info.hardware);
+        member[Name("company")] = WireText(device_info.company);
+        member[Name("channel")] = WireText(device_info.channel);
+        member[Name("tx-power")] = WireText(device_info.tx_power);
+        infos[MapAt(kDeviceTypes.names, type)] = std::move(member);
     }
-    root["avaliable-device-info"] = infos;
-    root["ready"] = Json::Value(record.ready);
+    root[Name("avaliable-device-info")] = std::move(infos);
+    root[Name("ready")] = Json::Value(record.ready);
     if (record.info != kNoInfo) {
-        root["info"] = WireText(MapAt(kDeviceStatusInfos.names, static_cast<DeviceStatusInfo>(record.info)));
+        root[Name("info")] =
+            WireText(MapAt(kDeviceStatusInfos.names, static_cast<DeviceStatusInfo>(record.info)));
     }
     return Finish(root);
 }
 
 std::string MessageCodec::EncodeEvent(const EventArrived& record) {
     Json::Value root;
-    root["event"] = "arrived";
-    root["id"] = WireText(record.id);
+    root[Name("event")] = Name("arrived");
+    root[Name("id")] = WireText(record.id);
     return Finish(root);
 }
 
 std::string MessageCodec::EncodeEvent(const EventRemoved& record) {
     Json::Value root;
-    root["event"] = "removed";
-    root["id"] = WireText(record.id);
+    root[Name("event")] = Name("removed");
+    root[Name("id")] = WireText(record.id);
     if (record.info != kNoInfo) {
-        root["info"] =
+        root[Name("info")] =
             WireText(MapAt(kEventRemovedInfos.names, static_cast<EventRemoved::Info>(record.info)));
     }
     return Finish(root);
@@ -111,13 +114,13 @@ std::string MessageCodec::EncodeEvent(const EventInactivated& record) {
 
 std::string MessageCodec::EncodeEvent(const EventKeyPressed& record) {
     Json::Value root;
-    root["event"] = "key-pressed";
-    root["id"] = WireText(record.id);
-    root["device"] = WireText(record.device);
-    root["key"] = WireText(record.key);
-    root["data"] = Json::Value();
-    root["extra"] = WireText(record.extra);
-    root["custom"] = WireText(record.custom);
+    root[Name("event")] = Name("key-pressed");
+    root[Name("id")] = WireText(record.id);
+    root[Name("device")] = WireText(record.device);
+    root[Name("key")] = WireText(record.key);
+    root[Name("data")] = Json::Value();
+    root[Name("extra")] = WireText(record.extra);
+    root[Name("custom")] = WireText(record.custom);
     return Finish(root);
 }
 
@@ -131,34 +134,34 @@ std::string MessageCodec::EncodeEvent(const EventVoiceEvaluated& record) {
 
 std::string MessageCodec::EncodeEvent(const EventEvaluated& record) {
     Json::Value root;
-    root["event"] = "evaluated";
-    root["id"] = WireText(record.id);
-    root["device"] = WireText(record.device);
+    root[Name("event")] = Name("evaluated");
+    root[Name("id")] = WireText(record.id);
+    root[Name("device")] = WireText(record.device);
     Json::Value data;
-    data["error"] = Json::Value(record.error);
-    data["lost_package_rate"] = Json::Value(record.lost_package_rate);
+    data[Name("error")] = Json::Value(record.error);
+    data[Name("lost_package_rate")] = Json::Value(record.lost_package_rate);
     if (!record.raw_result.empty()) {
         Json::Value raw_result;
         if (ParseJson(record.raw_result, &raw_result) && raw_result.isObject()) {
-            data["raw_result"] = raw_result;
+            data[Name("raw_result")] = std::move(raw_result);
         }
     }
-    root["data"] = data;
-    root["extra"] = WireText(record.extra);
-    root["custom"] = WireText(record.custom);
+    root[Name("data")] = std::move(data);
+    root[Name("extra")] = WireText(record.extra);
+    root[Name("custom")] = WireText(record.custom);
     return Finish(root);
 }
 
 std::string MessageCodec::EncodeEvent(const EventVoiceRecord& record) {
     Json::Value root;
-    root["event"] = "voice-record";
-    root["id"] = WireText(record.id);
-    root["device"] = WireText(record.device);
+    root[Name("event")] = Name("voice-record");
+    root[Name("id")] = WireText(record.id);
+    root[Name("device")] = WireText(record.device);
     Json::Value data;
-    data["lost_package_rate"] = Json::Value(record.lost_package_rate);
-    root["data"] = data;
-    root["extra"] = WireText(record.extra);
-    root["custom"] = WireText(record.custom);
+    data[Name("lost_package_rate")] = Json::Value(record.lost_package_rate);
+    root[Name("data")] = std::move(data);
+    root[Name("extra")] = WireText(record.extra);
+    root[Name("custom")] = WireText(record.custom);
     return Finish(root);
 }
 

@@ -1,6 +1,7 @@
 // Reading back the events that serve as ids of speech requests.
 #include "messages/MessageCodec.h"
 
+#include "common/JsonText.h"
 #include "messages/MessageText.h"
 
 #include <json/json.h>
@@ -86,7 +87,7 @@ bool MessageCodec::DecodeEvent(const std::string& text, EventEvaluated* record) 
     // The encoder writes an object here, so a template never fills this.
     const Json::Value& raw_result = data["raw_result"];
     if (raw_result.isString()) {
-        record->raw_result = raw_result.toStyledString();
+        record->raw_result = StyledText(raw_result);
     }
     return ReadText(root, "extra", &record->extra) && ReadText(root, "custom", &record->custom);
 }

@@ -28,13 +28,13 @@ bool ReadText(const Json::Value& object, const char* key, std::string* field) {
 }
 
 Json::Value WireText(const std::string& text) {
-    return Json::Value(ToUtf8(text));
+    return text.empty() ? Json::Value(Name("")) : Json::Value(ToUtf8(text));
 }
 
 std::string Finish(const Json::Value& root) {
     // The strings inside are UTF-8 already, and the writer escapes what they hold beyond ASCII. Converting the whole
     // once more belongs to the format: it shows in comments that a nested result brings along, which are written raw.
-    return ToUtf8(root.toStyledString());
+    return ToUtf8(StyledText(root));
 }
 
 }  // namespace vdipc::message_text

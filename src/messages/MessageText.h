@@ -17,6 +17,11 @@ bool ParseMessageNamed(const std::string& text, const char* type_key, const char
 /// The string under a key, in the active code page. False, and the field stays, when there is none.
 bool ReadText(const Json::Value& object, const char* key, std::string* field);
 
+/// A key or a word of the protocol, which the value names and doesn't copy: for texts that live as long as the process.
+inline Json::StaticString Name(const char* text) {
+    return Json::StaticString(text);
+}
+
 /// A string value for a text in the active code page.
 Json::Value WireText(const std::string& text);
 

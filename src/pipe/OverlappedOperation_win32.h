@@ -15,7 +15,10 @@ struct OverlappedOperation {
     std::vector<char> buffer;
 };
 
-/// Frees an operation that is done; keeps another one as long as the system needs it. Null stands for one that never
+/// An operation that has not begun, with an empty buffer. Any thread.
+std::unique_ptr<OverlappedOperation> TakeOperation();
+
+/// Frees an operation that is done, or keeps it for the next one to take; keeps another one as long as the system needs it. Null stands for one that never
 /// began: the record of a call that failed at once looks pending for ever. Any thread.
 void ReleaseOperation(std::unique_ptr<OverlappedOperation> operation);
 

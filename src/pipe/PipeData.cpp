@@ -10,9 +10,9 @@ static_assert(std::endian::native == std::endian::little, "header fields are cop
 static_assert(sizeof(PipeData::type) + sizeof(PipeData::length) + sizeof(PipeData::command) ==
               kFrameHeaderSize);
 
-std::vector<char> SerializeFrame(const PipeData& data) {
+std::vector<char> SerializeFrame(const PipeData& data, std::vector<char> frame) {
     const std::size_t payload = data.length > 0 ? static_cast<std::size_t>(data.length) : 0;
-    std::vector<char> frame(kFrameHeaderSize + payload);
+    frame.assign(kFrameHeaderSize + payload, '\0');
     std::memcpy(frame.data(), &data.type, sizeof data.type);
     std::memcpy(frame.data() + 4, &data.length, sizeof data.length);
     std::memcpy(frame.data() + 8, &data.command, sizeof data.command);

@@ -24,7 +24,8 @@ struct PipeData {
     std::vector<char> msg;
 };
 
-/// The bytes of a frame: the 12 bytes of the header, then `length` bytes of payload.
-std::vector<char> SerializeFrame(const PipeData& data);
+/// The bytes of a frame: the 12 bytes of the header, then `length` bytes of payload. They take the place of what `frame`
+/// holds, so that one buffer serves many frames.
+std::vector<char> SerializeFrame(const PipeData& data, std::vector<char> frame = {});
 
 }  // namespace vdipc

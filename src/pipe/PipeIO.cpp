@@ -3,9 +3,16 @@
 #include "common/Log.h"
 
 #include <cstring>
+#include <mutex>
 #include <utility>
 
 namespace vdipc {
+namespace {
+
+// The writer's buffer serves one frame behind the other, but no large one for the rest of the connection.
+constexpr std::size_t kKeptCapacity = 64 * 1024;
+
+}  // namespace
 
 PipeIO::PipeIO(PipeHandle pipe, DataCallback data_callback, ErrorCallback error_callback)
     : pipe_(pipe), data_callback_(std::move(data_callback)), error_callback_(std::move(error_callback)) {
@@ -37,7 +44,7 @@ void PipeIO::Stop() {
     {
         std::lock_guard lock(mutex_);
         send_queue_.emplace_back();  // wakes the writer
-        send_cond_.notify_one();
+        send_cond_.NotifyOne();
     }
     if (write_thread_) {
         write_thread_->join();
@@ -49,14 +56,13 @@ void PipeIO::Stop() {
     }
 }
 
-void PipeIO::Send(const PipeData& data) {
+void PipeIO::Send(PipeData data) {
     std::lock_guard lock(mutex_);
-    send_queue_.push_back(data);
-    send_cond_.notify_one();
+    send_queue_.push_back(std::move(data));
+    send_cond_.NotifyOne();
 }
 
-bool PipeIO::ReadField(std::int32_t& field) {
-    std::vector<char> bytes(sizeof field);
+bool PipeIO::ReadField(std::vector<char>& bytes, std::int32_t& field) {
     if (Read(bytes) != sizeof field) {
         return false;
     }
@@ -67,18 +73,19 @@ bool PipeIO::ReadField(std::int32_t& field) {
 void PipeIO::ReadThread() {
     VD_LOG(LogLevel::Trace, "{}:{} ReadThread begin");
     bool failed = false;
+    std::vector<char> field(sizeof(std::int32_t));
     while (running_) {
         failed = true;
         PipeData data;
-        if (!ReadField(data.type)) {
+        if (!ReadField(field, data.type)) {
             VD_LOG(LogLevel::Warn, "{}:{} Read type failed");
             break;
         }
-        if (!ReadField(data.length)) {
+        if (!ReadField(field, data.length)) {
             VD_LOG(LogLevel::Warn, "{}:{} Read length failed");
             break;
         }
-        if (!ReadField(data.command)) {
+        if (!ReadField(field, data.command)) {
             VD_LOG(LogLevel::Warn, "{}:{} Read command failed");
             break;
         }
@@ -109,20 +116,24 @@ void PipeIO::ReadThread() {
 
 void PipeIO::WriteThread() {
     VD_LOG(LogLevel::Trace, "{}:{} WriteThread begin");
+    std::vector<char> frame;
     while (running_) {
         PipeData data;
         {
-            std::unique_lock lock(mutex_);
+            std::lock_guard lock(mutex_);
             while (send_queue_.empty()) {
-                send_cond_.wait(lock);
+                send_cond_.Wait(mutex_);
             }
             data = std::move(send_queue_.front());
             send_queue_.pop_front();
         }
         if (running_) {
-            const std::vector<char> frame = SerializeFrame(data);
+            frame = SerializeFrame(data, std::move(frame));
             // The result is nobody's concern: a frame that fails is lost, and the reader notices a lost client.
-            Write(frame.data(), static_cast<std::uint32_t>(frame.size()));
+            Write(frame);
+            if (frame.capacity() > kKeptCapacity) {
+                frame = {};
+            }
         }
     }
     VD_LOG(LogLevel::Trace, "{}:{} WriteThread end");

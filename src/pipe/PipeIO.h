@@ -3,15 +3,14 @@
 #pragma once
 
 #include "common/Event.h"
+#include "common/Mutex.h"
 #include "pipe/PipeData.h"
 
 #include <atomic>
-#include <condition_variable>
 #include <cstdint>
 #include <deque>
 #include <functional>
 #include <memory>
-#include <mutex>
 #include <thread>
 #include <vector>
 
@@ -40,20 +39,21 @@ public:
     void Start();
     /// Ends and joins both threads. No system operation is cancelled: whoever owns the handle disconnects it afterwards.
     void Stop();
-    /// Queues a deep copy. Any thread; never waits for the pipe, and reports nothing.
-    void Send(const PipeData& data);
+    /// Queues the record, of which the caller keeps nothing or a deep copy. Any thread; never waits for the pipe, and
+    /// reports nothing.
+    void Send(PipeData data);
 
 private:
     friend struct PipeIOAccess;
 
     void ReadThread();
     void WriteThread();
-    /// One read of a header field; false unless it came whole.
-    bool ReadField(std::int32_t& field);
-    /// One overlapped operation each: the number of bytes that the system reports, 0 on every failure. Reads as many bytes
-    /// as the buffer has. A read that failed keeps the buffer, which the system may still write to.
+    /// One read of a header field, by way of a buffer of its size; false unless it came whole.
+    bool ReadField(std::vector<char>& bytes, std::int32_t& field);
+    /// One overlapped operation each: the number of bytes that the system reports, 0 on every failure. It has as many bytes
+    /// as the buffer. An operation that is given up keeps the buffer, which the system may still use.
     std::uint32_t Read(std::vector<char>& buffer);
-    std::uint32_t Write(const void* buffer, std::uint32_t count);
+    std::uint32_t Write(std::vector<char>& buffer);
     /// Waits for the operation in progress, without time-out. An operation that was begun while Stop was looking for its
     /// event is not waited for: nobody would signal it.
     void WaitForOperation(const std::atomic<EventHandle>& event);
@@ -67,9 +67,9 @@ private:
     DataCallback data_callback_;
     ErrorCallback error_callback_;
     std::atomic<bool> running_{false};
-    std::mutex mutex_;  // guards send_queue_ alone, never held during I/O
+    Mutex mutex_;  // guards send_queue_ alone, never held during I/O
     std::deque<PipeData> send_queue_;
-    std::condition_variable send_cond_;
+    Condition send_cond_;
 };
 
 }  // namespace vdipc

@@ -20,7 +20,7 @@ void PipeIO::WaitForOperation(const std::atomic<EventHandle>& event) {
 }
 
 std::uint32_t PipeIO::Read(std::vector<char>& buffer) {
-    auto operation = std::make_unique<OverlappedOperation>();
+    std::unique_ptr<OverlappedOperation> operation = TakeOperation();
     operation->buffer = std::move(buffer);
     const auto count = static_cast<DWORD>(operation->buffer.size());
     DWORD transferred = 0;
@@ -53,9 +53,10 @@ std::uint32_t PipeIO::Read(std::vector<char>& buffer) {
     return transferred;
 }
 
-std::uint32_t PipeIO::Write(const void* buffer, std::uint32_t count) {
-    auto operation = std::make_unique<OverlappedOperation>();
-    operation->buffer.assign(static_cast<const char*>(buffer), static_cast<const char*>(buffer) + count);
+std::uint32_t PipeIO::Write(std::vector<char>& buffer) {
+    std::unique_ptr<OverlappedOperation> operation = TakeOperation();
+    operation->buffer = std::move(buffer);
+    const auto count = static_cast<DWORD>(operation->buffer.size());
     DWORD transferred = 0;
     operation->overlapped.hEvent = CreateAutoResetEvent();
     write_event_ = operation->overlapped.hEvent;
@@ -78,6 +79,9 @@ std::uint32_t PipeIO::Write(const void* buffer, std::uint32_t count) {
         }
     }
     CloseEvent(write_event_.exchange(nullptr));
+    if (transferred > 0) {
+        buffer = std::move(operation->buffer);
+    }
     ReleaseOperation(std::move(operation));
     return transferred;
 }

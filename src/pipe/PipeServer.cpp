@@ -52,7 +52,7 @@ void PipeServer::OnPipeDataReceived(const PipeData& data) {
             PipeData reply;
             reply.type = kFrameTypePing;
             reply.command = kFrameCommandPingReply;
-            pipe_io->Send(reply);
+            pipe_io->Send(std::move(reply));
         }
         if (ping_callback_) {
             ping_callback_();
@@ -78,7 +78,7 @@ void PipeServer::SendMsg(const std::string& msg) {
     data.length = static_cast<std::int32_t>(msg.size());
     data.command = kFrameCommandJson;
     data.msg.assign(msg.begin(), msg.end());
-    pipe_io->Send(data);
+    pipe_io->Send(std::move(data));
 }
 
 }  // namespace vdipc

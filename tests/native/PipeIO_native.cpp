@@ -79,13 +79,14 @@ std::uint32_t PipeIO::Read(std::vector<char>& buffer) {
     return transferred;
 }
 
-std::uint32_t PipeIO::Write(const void* buffer, std::uint32_t count) {
+std::uint32_t PipeIO::Write(std::vector<char>& buffer) {
+    const auto count = static_cast<std::uint32_t>(buffer.size());
     write_event_ = CreateAutoResetEvent();
     std::uint32_t transferred = 0;
     if (pipe_ == InvalidPipeHandle()) {
         VD_LOG(LogLevel::Warn, "{}:{} invalid pipe handle");
     } else {
-        const char* const bytes = static_cast<const char*>(buffer);
+        const char* const bytes = buffer.data();
         bool pending = false;
         while (transferred < count) {
             const ssize_t sent = send(Descriptor(pipe_), bytes + transferred, count - transferred,

@@ -7,6 +7,8 @@
 #include <cstddef>
 #include <cstdint>
 #include <mutex>
+#include <string>
+#include <vector>
 
 namespace vdipc {
 
@@ -19,8 +21,9 @@ struct PipeIOAccess {
         std::lock_guard lock(io.mutex_);
         return io.send_queue_.size();
     }
-    static std::uint32_t Write(PipeIO& io, const void* buffer, std::uint32_t count) {
-        return io.Write(buffer, count);
+    static std::uint32_t Write(PipeIO& io, const std::string& bytes) {
+        std::vector<char> buffer(bytes.begin(), bytes.end());
+        return io.Write(buffer);
     }
 };
 

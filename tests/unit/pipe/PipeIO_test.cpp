@@ -433,7 +433,7 @@ TEST(PipeIOInvalid, InvalidHandle_FailsReadsAndWritesWithALineAtWarn) {
     EXPECT_EQ(log.OfFunction("PipeIO::Read")[0].level, LogLevel::Warn);
     EXPECT_TRUE(log.Contains("Read type failed"));
 
-    EXPECT_EQ(PipeIOAccess::Write(io, "abcd", 4), 0u);
+    EXPECT_EQ(PipeIOAccess::Write(io, "abcd"), 0u);
     ASSERT_EQ(log.OfFunction("PipeIO::Write").size(), 1u);
     EXPECT_EQ(log.OfFunction("PipeIO::Write")[0].rest, "invalid pipe handle");
     EXPECT_EQ(PipeIOAccess::ReadEvent(io), nullptr);
