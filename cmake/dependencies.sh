@@ -26,3 +26,8 @@ VDIPC_SOURCES=(
   "benchmark 1.7.1"
   "cpp-httplib 0.11.4"
 )
+
+# Node of its own for Windows, from a package of the npm registry: version, and the package's SHA-512. The client in TypeScript
+# is tested with it under Wine. What else it needs stands in clients/typescript/package-lock.json.
+VDIPC_NODE_PACKAGES=(nodejs npm) # where there is no Node 18 or later
+VDIPC_WINDOWS_NODE="18.20.8 6de846201176190f54ddcff11efcd8d108bcbb8e889916d54d2bf934b4f29e9abccaa896dadefbf3e5520757ad0b6c6fd997563d7cefec58df2c78c5051296d1"
