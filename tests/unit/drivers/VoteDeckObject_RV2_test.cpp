@@ -1,4 +1,5 @@
 // Lifecycle and commands of the base station's object.
+#include "support/LogEntries.h"
 #include "unit/drivers/support/RV2Fixture.h"
 
 #include <stdexcept>
@@ -520,18 +521,9 @@ protected:
         EXPECT_CALL(deck_, SendContext(_, _, _, _, _)).Times(AnyNumber());
     }
 
-    /// The call logs the operation's entry: its first line, at Trace, and no further one there.
+    /// The call logs the operation's entry.
     void ExpectEntry(const std::string& operation, const std::function<void()>& call) {
-        log_.Clear();
-        call();
-        const auto lines = log_.OfFunction("VoteDeckObject_RV2::" + operation);
-        ASSERT_FALSE(lines.empty()) << operation;
-        EXPECT_EQ(lines[0].level, LogLevel::Trace) << operation;
-        EXPECT_EQ(lines[0].rest, "") << operation;
-        EXPECT_EQ(std::count_if(lines.begin(), lines.end(),
-                                [](const LogLine& line) { return line.level == LogLevel::Trace; }),
-                  1)
-            << operation;
+        test::ExpectEntry(log_, "VoteDeckObject_RV2::" + operation, "", call);
     }
 };
 

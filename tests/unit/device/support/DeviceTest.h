@@ -5,10 +5,10 @@
 #include "doubles/ClosedDoubles.h"
 #include "support/DeviceMocks.h"
 #include "support/LogCapture.h"
+#include "support/LogEntries.h"
 #include "support/SchemaCheck.h"
 #include "support/VoteDeckObjectBaseAccess.h"
 
-#include <algorithm>
 #include <cstdint>
 #include <functional>
 #include <optional>
@@ -172,19 +172,10 @@ protected:
         return rests;
     }
 
-    /// The call logs the operation's entry: its first line, at Trace, and no further one there.
+    /// The call logs the operation's entry.
     void ExpectEntry(const std::string& operation, const std::string& rest,
                      const std::function<void()>& call) {
-        log_.Clear();
-        call();
-        const auto lines = log_.OfFunction("VoteDeckObjectBase::" + operation);
-        ASSERT_FALSE(lines.empty()) << operation;
-        EXPECT_EQ(lines[0].level, LogLevel::Trace) << operation;
-        EXPECT_EQ(lines[0].rest, rest) << operation;
-        EXPECT_EQ(std::count_if(lines.begin(), lines.end(),
-                                [](const LogLine& line) { return line.level == LogLevel::Trace; }),
-                  1)
-            << operation;
+        test::ExpectEntry(log_, "VoteDeckObjectBase::" + operation, rest, call);
     }
 
     /// The text was logged once, at this level.

@@ -3,6 +3,7 @@
 #pragma once
 
 #include "drivers/VoteDeckObject_TQ.h"
+#include "support/LogEntries.h"
 #include "unit/drivers/support/ChosenChannel.h"
 #include "unit/drivers/support/RV2Fixture.h"
 
@@ -233,18 +234,9 @@ protected:
     void ExpectTaskLine(LogLevel level, const std::string& text, const std::string& callback) {
         ExpectLine(level, text, callback + "::<lambda>::operator ()");
     }
-    /// The call logs the operation's entry: its first line, at Trace, and no further one there.
+    /// The call logs the operation's entry.
     void ExpectEntry(const std::string& operation, const std::function<void()>& call) {
-        log_.Clear();
-        call();
-        const auto lines = log_.OfFunction("VoteDeckObject_TQ::" + operation);
-        ASSERT_FALSE(lines.empty()) << operation;
-        EXPECT_EQ(lines[0].level, LogLevel::Trace) << operation;
-        EXPECT_EQ(lines[0].rest, "") << operation;
-        EXPECT_EQ(std::count_if(lines.begin(), lines.end(),
-                                [](const LogLine& line) { return line.level == LogLevel::Trace; }),
-                  1)
-            << operation;
+        test::ExpectEntry(log_, "VoteDeckObject_TQ::" + operation, "", call);
     }
 
     LogCapture log_;
