@@ -13,6 +13,7 @@ extern "C" {  // MinGW's header says nothing of the language
 }
 
 #include <atomic>
+#include <cstdlib>
 #include <cstring>
 #include <future>
 
@@ -31,6 +32,7 @@ extern void* __imp_DefWindowProcW;
 extern void* __imp_BeginPaint;
 extern void* __imp_EndPaint;
 extern void* __imp_ValidateRect;
+extern void* __imp_malloc;
 }
 
 namespace vdipc::test {
@@ -498,12 +500,51 @@ const ChildJob g_class_taken("class taken", [] {
     return 0;
 });
 
+// Two first calls. The making of the object lasts until a second one is made, or none is in a while, and the second call
+// comes meanwhile.
+std::atomic<int> g_objects_made{0};
+std::promise<void> g_first_begun;
+std::promise<void> g_second_begun;
+decltype(&std::malloc) g_malloc = nullptr;
+
+void* MakeFirstLast(std::size_t size) {
+    if (size == sizeof(USBListener)) {
+        switch (++g_objects_made) {
+        case 1:
+            g_first_begun.set_value();
+            g_second_begun.get_future().wait_for(std::chrono::milliseconds(300));
+            break;
+        case 2:
+            g_second_begun.set_value();
+            break;
+        default:
+            break;
+        }
+    }
+    return g_malloc(size);
+}
+
+const ChildJob g_two_first_calls("two first calls", [] {
+    const ImportHook allocation(&__imp_malloc, &MakeFirstLast, &g_malloc);
+    auto first = std::async(std::launch::async, [] { return &USBListener::GetInstance(); });
+    CHILD_REQUIRE(g_first_begun.get_future().wait_for(kPatience) == std::future_status::ready);
+    auto second = std::async(std::launch::async, [] { return &USBListener::GetInstance(); });
+    USBListener* const object = first.get();
+    CHILD_REQUIRE(second.get() == object);
+    CHILD_REQUIRE(&USBListener::GetInstance() == object);
+    return 0;
+});
+
 TEST(USBWindow, CreateAndClose_RegisterForHidInterfacesAndEndRegistrationThenWindowThenLoop) {
     EXPECT_EQ(RunChildJob("close"), 0u);
 }
 
 TEST(USBWindow, RegistrationFails_NodesChangedStillComesAndNothingIsUnregistered) {
     EXPECT_EQ(RunChildJob("registration fails"), 0u);
+}
+
+TEST(USBWindow, GetInstance_SecondFirstCallWhileTheObjectIsMade_GetsTheSameOne) {
+    EXPECT_EQ(RunChildJob("two first calls"), 0u);
 }
 
 TEST(USBWindow, Creation_HasExactlyTheseArgumentsAndTheWindowIsHiddenAndUpdated) {
