@@ -261,8 +261,7 @@ TEST_F(Recordings, Audio_AreSentForRecognitionWithoutACopy) {
     EXPECT_FALSE(requests_[0].own_copy);
     EXPECT_EQ(requests_[0].audio, audio_);
     ExpectTemplate(requests_[0].request_id, "audio-recognized", 0.25);
-    EXPECT_TRUE(
-        log_.Contains(LogLevel::Info, "recognize request_id=" + requests_[0].request_id + ", voice_size=9"));
+    ExpectOneLine(LogLevel::Info, "recognize request_id=" + requests_[0].request_id + ", voice_size=9");
     EXPECT_THAT(messages_, IsEmpty());
 }
 
@@ -306,8 +305,8 @@ TEST_P(StemsQuestions, GoodRecording_IsSentWithItsStemsAndACopyOfItsBytes) {
         EXPECT_EQ(request.param + request.reserved_text, "");
         ExpectTemplate(request.request_id, "voice-evaluated", 0.5);
         ExpectOneLine(LogLevel::Debug, GetParam().name);
-        EXPECT_TRUE(log_.Contains(LogLevel::Info, "evaluator sent online request_id=" + request.request_id +
-                                                      ", voice_size=9, stems=[one,two]"));
+        ExpectOneLine(LogLevel::Info, "evaluator sent online request_id=" + request.request_id +
+                                          ", voice_size=9, stems=[one,two]");
         EXPECT_THAT(messages_, IsEmpty());
     }
 }

@@ -56,7 +56,7 @@ TEST_F(DeviceObject, Construction_StartsWithoutAListener) {
 }
 
 TEST_F(DeviceObject, Destruction_LogsItsEntry) {
-    { const TestDevice fresh(DeviceType::TQ1); }
+    ExpectEntry("~VoteDeckObjectBase", "", [] { const TestDevice fresh(DeviceType::TQ1); });
     EXPECT_THAT(log_.OfFunction("VoteDeckObjectBase::~VoteDeckObjectBase"), SizeIs(1));
 }
 

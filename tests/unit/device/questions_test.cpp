@@ -290,8 +290,8 @@ TEST_F(Questions, CheckLastQuestionCustom_IsTrueForAnOpenQuestionWithThisCustom)
     device_.HandleAsk(Ask("7", QuestionType::Audio, "c"));
     EXPECT_TRUE(device_.CheckLastQuestionCustom("7", "c"));
     EXPECT_FALSE(device_.CheckLastQuestionCustom("7", "C"));
-    EXPECT_TRUE(log_.Contains(LogLevel::Debug, "match=true"));
-    EXPECT_TRUE(log_.Contains(LogLevel::Debug, "match=false"));
+    EXPECT_THAT(DebugLines("CheckLastQuestionCustom"),
+                ElementsAre("match=false", "match=true", "match=false"));
 }
 
 TEST_F(Questions, CheckLastQuestionCustom_IsFalseForAClosedQuestionWithThisCustom) {

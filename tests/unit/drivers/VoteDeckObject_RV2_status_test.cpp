@@ -146,8 +146,11 @@ TEST_F(RV2StatusTest, StatusThread_LogsItsBeginAndItsEnd) {
     ASSERT_TRUE(log_.WaitFor("RV2 status check thread begin"));
     EXPECT_EQ(log_.Count("RV2 status check thread end"), 0u);
     Access::StopStatusCheck(*object_);
-    EXPECT_TRUE(log_.Contains(LogLevel::Debug, "RV2 status check thread begin"));
-    EXPECT_TRUE(log_.Contains(LogLevel::Debug, "RV2 status check thread end"));
+    for (const char* text : {"RV2 status check thread begin", "RV2 status check thread end"}) {
+        const auto lines = log_.Find(text);
+        ASSERT_EQ(lines.size(), 1u) << log_.Text();
+        EXPECT_EQ(lines[0].level, LogLevel::Debug);
+    }
     EXPECT_EQ(handler_.QueuedTasks(), 0u);
 }
 

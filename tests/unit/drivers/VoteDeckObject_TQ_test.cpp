@@ -223,7 +223,10 @@ TEST_F(TQLifeTest, Destructor_SilencesLeavesTheNoticesAndFreesTheLibraryObjectIn
     }
     object_.reset();
     EXPECT_THAT(Take(), IsEmpty()) << "the control side isn't touched";
-    EXPECT_TRUE(log_.Contains(LogLevel::Trace, "VoteDeckObject_TQ::~VoteDeckObject_TQ"));
+    const auto lines = log_.OfFunction("VoteDeckObject_TQ::~VoteDeckObject_TQ");
+    ASSERT_EQ(lines.size(), 1u);
+    EXPECT_EQ(lines[0].level, LogLevel::Trace);
+    EXPECT_EQ(lines[0].rest, "");
     testing::Mock::VerifyAndClearExpectations(&deck_);
 }
 
