@@ -135,6 +135,7 @@ struct Recording {
     Receiver receiver = Receiver::None;
     std::string device;
     Mark heard;
+    std::uint32_t thread = 0;  // that heard it
     Mark begun;
     Evidence lines;
     Outcome outcome = Outcome::Open;

@@ -143,6 +143,10 @@ constexpr KnownLine kTable[] = {
     {ReceiverText, "VoteDeckObject_TQ::SetText",
      "device has been dropped but still SetContext device_id={}, row1='{}', row2='{}', row3='{}'",
      "Rows for a keypad that isn't logged on."},
+    {ReceiverSignal, "VoteDeckObject_TQ::HandleHi",
+     "Activate device_id={}, beep_times={}, beep_unit={}, beep_interval={}, motor_times={}, motor_unit={}, "
+     "motor_interval={}, light_times={}, light_unit={}, light_interval={}, light_color={}",
+     "Lamp, motor and beeper of one keypad."},
     // ---- receivers ----
     {StationInitialize, "VoteDeckObject_RV2::Initialize", "", "The station is brought up."},
     {StationUninitialize, "VoteDeckObject_RV2::Uninitialize", "", "The station is taken down."},
@@ -425,10 +429,7 @@ constexpr KnownLine kTable[] = {
     {Ordinary, "VoteDeckObject_TQ::SetText", "Setting context for special device {}, lock it!", ""},
     {Ordinary, "VoteDeckObject_TQ::HandleDrop", "", ""},
     {Ordinary, "VoteDeckObject_TQ::HandleDrop", "LW StartQuestion General when drop", ""},
-    {Ordinary, "VoteDeckObject_TQ::HandleHi",
-     "Activate device_id={}, beep_times={}, beep_unit={}, beep_interval={}, motor_times={}, motor_unit={}, "
-     "motor_interval={}, light_times={}, light_unit={}, light_interval={}, light_color={}",
-     ""},
+
     {Ordinary, "VoteDeckObject_TQ::OnDeviceConnectedChange",
      "LW StopQuestion when connected if all_general_for_lw_", ""},
     {Ordinary, "VoteDeckObject_TQ::OnDeviceIOError", "", ""},

@@ -72,6 +72,7 @@ enum class LineId : std::uint8_t {
     ReceiverQuestion,
     ReceiverQuestionEnd,
     ReceiverText,
+    ReceiverSignal,
     // Receivers
     StationInitialize,
     StationUninitialize,

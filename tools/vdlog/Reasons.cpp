@@ -374,7 +374,7 @@ void Reasons::OnCommandEnd(const Fact& fact) {
                     Decide(found->first, found->second, command.begun);
                     asked_.erase(found);
                 }
-                if (!somebody && asked_.size() < 100000) {
+                if (!somebody && asked_.size() < 100000 && IsDeviceNumber(command.device)) {
                     Asked asked;
                     asked.ask = std::make_shared<Command>(command);
                     asked.at = command.begun;
@@ -906,15 +906,11 @@ void Reasons::OnRunEnd(const Fact& fact) {
     finding.lines = {last.task_line, last.line};
     const std::string head = "The run that began at " + TimeText(story_->RunBegan().time, true) +
                              " ended at " + At(last.line) + " without its last lines: ";
-    const bool at_device =
-        last.task_id == LineId::StationQuestion || last.task_id == LineId::ReceiverQuestion ||
-        last.task_id == LineId::StationQuestionEnd || last.task_id == LineId::ReceiverQuestionEnd ||
-        last.task_id == LineId::StationText || last.task_id == LineId::ReceiverText ||
-        last.task_id == LineId::HandleHi || last.task_id == LineId::Ordinary;
-    if (last.command != nullptr && last.command->accepted && last.command->name != "drop" && at_device &&
+    if (last.command != nullptr && last.command->accepted && last.device_line.IsSet() &&
         !last.command->device.empty() && !IsDeviceNumber(last.command->device)) {
         finding.reason = Reason::HostEndedByDeviceId;
         finding.device = last.command->device;
+        finding.lines.push_back(last.device_line);
         finding.lines.push_back(last.command->begun);
         finding.sentence = head + "the last thing was the command \"" + last.command->name + "\" of " +
                            At(last.command->begun) + " for the device \"" + text_.Name(last.command->device) +

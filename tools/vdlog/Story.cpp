@@ -154,7 +154,7 @@ void Story::OnLine(const LogLine& line) {
     } else if (reading.id == LineId::SetStatusCallback && run_complete_) {
         EndRun();  // the next process
     }
-    if (reading.id == LineId::SetStatusCallback && !in_run_) {
+    if (reading.id == LineId::SetStatusCallback) {
         return;  // stands before the start
     }
     EnsureRun(line);
@@ -176,6 +176,10 @@ void Story::OnLine(const LogLine& line) {
         fact.device = line.function;
         fact.text = reading.row->text;
         Emit(fact);
+    }
+    // A process that is ended takes its objects down on the thread that ended it: that is no doing of the library.
+    if (line.function.find('~') != std::string_view::npos || line.function.ends_with("::StopStatusCheck")) {
+        return;
     }
     switch (reading.id) {
     case LineId::Ordinary:
@@ -577,6 +581,7 @@ void Story::BeginCommand(const LogLine& line, std::string_view text) {
     block_ = -1;
     in_drop_ = false;
     initialized_ = 0;
+    last_.device_line = Mark();
     Fact fact;
     fact.kind = FactKind::CommandBegin;
     fact.at = line.at;
@@ -620,6 +625,19 @@ void Story::EndBlock() {
 void Story::OnCommandLine(const LogLine& line, const Reading& reading) {
     const auto& values = reading.values;
     switch (reading.id) {
+    case LineId::StationQuestion:
+    case LineId::StationQuestionEnd:
+    case LineId::StationText:
+    case LineId::ReceiverQuestion:
+    case LineId::ReceiverQuestionEnd:
+    case LineId::ReceiverText:
+    case LineId::ReceiverSignal:
+        last_.device_line = line.at;
+        break;
+    default:
+        break;
+    }
+    switch (reading.id) {
     case LineId::CommandAccepted:
         command_->accepted = true;
         command_->complaint.clear();
@@ -649,6 +667,7 @@ void Story::OnCommandLine(const LogLine& line, const Reading& reading) {
     case LineId::HandleStop:
     case LineId::HandleText:
     case LineId::HandleHi:
+        last_.device_line = line.at;
         BeginBlock();
         break;
     case LineId::HandleDrop:

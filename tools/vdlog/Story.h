@@ -73,6 +73,7 @@ public:
         Mark line;       // the last line of the run
         Mark task_line;  // the last one of the task thread
         LineId task_id = LineId::Unknown;
+        Mark device_line;                        // where that command's device id was made a number last
         std::shared_ptr<const Command> command;  // that was under way
         Mark empty_message;                      // a message without text, whose turn never came
         bool reader_silent = false;              // it was the reader's last line

@@ -11,7 +11,8 @@ namespace {
 
 constexpr std::size_t kMostHeardRecordings = 5000;
 constexpr std::size_t kMostRequests = 20000;
-constexpr std::int64_t kRecordingsOvertaken = 3000;
+// What is posted has its turn in that order, but for a moment between the line and the post on two threads.
+constexpr std::int64_t kRecordingsOvertaken = 1000;
 
 }  // namespace
 
@@ -52,10 +53,13 @@ void Story::BeginRecording(const LogLine& line, const Reading& reading, bool sta
         recording_.device = reading.values[0].substr(0, 20);
     } else {
         recording_ = *found;
-        const std::int64_t since = found->heard.time;
+        const auto overtaken = [this](const Recording& waiting) {
+            return waiting.heard.line < recording_.heard.line &&
+                   (waiting.thread == recording_.thread ||
+                    waiting.heard.time + kRecordingsOvertaken < recording_.heard.time);
+        };
         heard_recordings_.erase(found);
-        while (!heard_recordings_.empty() &&
-               heard_recordings_.front().heard.time + kRecordingsOvertaken < since) {
+        while (!heard_recordings_.empty() && overtaken(heard_recordings_.front())) {
             Recording lost = heard_recordings_.front();
             heard_recordings_.pop_front();
             lost.outcome = Outcome::NeverRun;
@@ -308,6 +312,10 @@ void Story::EndAnswer() {
     if (request->answer == Answer::OtherEvaluator && request->again.IsSet()) {
         request->answer = Answer::Waiting;  // the offline evaluator still has it
         return;
+    }
+    const auto open = requests_.find(request->file);
+    if (run_is_whole_ && (open == requests_.end() || open->second != request)) {
+        request->answer = Answer::Repeated;  // it had been answered before
     }
     if (request->answer == Answer::Waiting) {
         return;  // the log was cut here
