@@ -97,11 +97,11 @@ export class Grid {
         used.add(key);
         const tile = this.#tile(key);
         tile.show(keypad, this.selected.has(key));
-        setAttribute(tile.element, 'aria-colindex', column + 1);
+        setAttribute(tile.cell, 'aria-colindex', column + 1);
         setAttribute(tile.element, 'tabindex', key === this.#current ? 0 : -1);
-        tile.element.style.width = `${tileWidth}px`;
-        if (element.children[column] !== tile.element) {
-          element.insertBefore(tile.element, element.children[column] ?? null);
+        tile.cell.style.width = `${tileWidth}px`;
+        if (element.children[column] !== tile.cell) {
+          element.insertBefore(tile.cell, element.children[column] ?? null);
         }
       });
     }

@@ -62,7 +62,7 @@ export class KeypadDialog {
     const keypad = this.world.keypads.get(keyOf(this.#keypad)) ?? this.#keypad;
     this.#keypad = keypad;
     setText(this.title, texts.title(keypad.keypad, keypad.kind));
-    setText(this.power, keypad.connected ? classroom.tile.logOff(keypad.keypad) : classroom.tile.logOn(keypad.keypad));
+    setText(this.power, keypad.connected ? texts.logOff : texts.logOn);
     const signals = ['lamp', 'motor', 'beeper'].filter((name) => keypad[name]).map((name) =>
       texts.signal(name === 'lamp' ? classroom.tile.lamp(keypad.lamp.name) : name, keypad[name]));
     const values = {

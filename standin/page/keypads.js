@@ -35,7 +35,7 @@ export class Keypads {
     this.onlyOn = h('input', {type: 'checkbox', onchange: () => this.update()});
     this.find = h('input', {type: 'number', min: 1, required: true});
     this.none = h('p', {class: 'hint'}, texts.none);
-    this.count = h('span', {class: 'hint'});
+    this.count = h('span', {class: 'hint count'});
     this.chosen = h('span', {class: 'hint'});
     this.changed = () => {};
     const move = (what) => () => {

@@ -27,7 +27,7 @@ export class Tile {
     this.keys = TILE_KEYS.map((key) => button(key, () => act.press(this.#keypad, key), {class: 'key', ...inner}));
     this.last = h('div', {class: 'last'});
     this.element = h('div', {
-      role: 'gridcell',
+      role: 'group',
       class: 'tile',
       tabindex: -1,
       ondblclick: (event) => {
@@ -51,13 +51,15 @@ export class Tile {
       h('div', {class: 'signals'}, Object.values(this.signals))),
     h('div', {class: 'keys'}, this.keys),
     this.last);
+    this.cell = h('div', {role: 'gridcell', class: 'cell'}, this.element);
   }
 
   show(keypad, selected) {
     this.#keypad = keypad;
     const number = keypad.keypad;
     this.element.classList.toggle('off', !keypad.connected);
-    setAttribute(this.element, 'aria-selected', String(selected));
+    this.element.classList.toggle('selected', selected);
+    setAttribute(this.cell, 'aria-selected', String(selected));
     this.check.checked = selected;
     setAttribute(this.check, 'aria-label', texts.select(number));
     setText(this.number, String(number));
@@ -100,6 +102,6 @@ export class Tile {
 
   drop() {
     clearTimeout(this.#timer);
-    this.element.remove();
+    this.cell.remove();
   }
 }

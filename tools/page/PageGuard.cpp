@@ -33,13 +33,11 @@ bool IsLoopbackName(const std::string& host) {
            port.find_first_not_of("0123456789") == std::string::npos;
 }
 
-/// Browsers send "Origin" with everything but plain reading, and "Sec-Fetch-..." with everything; no page can take them
-/// away. The other two are for browsers that are too old for both.
+/// Browsers send "Origin" with everything but plain reading, and "Sec-Fetch-Site" with everything; no page can take them
+/// away. The other two are for browsers that are too old for both. (Node's fetch sends "Sec-Fetch-Mode", and is none.)
 bool ComesFromBrowser(const httplib::Request& request) {
-    return std::any_of(request.headers.begin(), request.headers.end(), [](const auto& header) {
-        const std::string name = Lower(header.first);
-        return name == "origin" || name == "referer" || name == "cookie" || name.rfind("sec-", 0) == 0;
-    });
+    return request.has_header("Origin") || request.has_header("Sec-Fetch-Site") ||
+           request.has_header("Referer") || request.has_header("Cookie");
 }
 
 /// Takes as long for a wrong text as for a right one of its length.

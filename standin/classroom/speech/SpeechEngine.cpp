@@ -20,10 +20,12 @@ std::string FromRequestId(const std::string& request_id, const char* key) {
     Json::Value id;
     std::string errors;
     if (!reader->parse(request_id.data(), request_id.data() + request_id.size(), &id, &errors) ||
-        !id.isObject() || !id["data"].isObject()) {
+        !id.isObject()) {
         return {};
     }
-    const Json::Value& value = id["data"][key];
+    // The id is an event that waits for its answer: what it is about stands in its data or beside them.
+    const Json::Value& data = id["data"];
+    const Json::Value& value = data.isObject() && data.isMember(key) ? data[key] : id[key];
     return value.isConvertibleTo(Json::stringValue) ? value.asString() : std::string();
 }
 

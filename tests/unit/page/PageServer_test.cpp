@@ -80,8 +80,9 @@ TEST_F(PageServerTest, OwnPageWithItsToken_ChangesTheWorld) {
 
 TEST_F(PageServerTest, Program_ReadsAndChangesWithoutToken) {
     EXPECT_EQ(200, StatusOfPost({{"User-Agent", "curl/7.88.1"}, {"Accept", "*/*"}}));
+    EXPECT_EQ(200, StatusOfPost({{"User-Agent", "node"}, {"Sec-Fetch-Mode", "cors"}}));
     EXPECT_EQ(200, StatusOfGet("/state", {{"Accept", "*/*"}}));
-    EXPECT_EQ(1, changes);
+    EXPECT_EQ(2, changes);
 }
 
 TEST_F(PageServerTest, NameThatLeadsHereFromOutside_IsRefused) {
@@ -123,7 +124,7 @@ TEST_F(PageServerTest, BrowserWithoutTokenOrOrigin_ChangesNothing) {
         EXPECT_EQ(403, StatusOfPost({{"Origin", own}, {"X-Page-Token", token}})) << token;
     }
     // Each of these comes from browsers alone.
-    for (const char* const name : {"Referer", "Cookie", "Sec-Fetch-Mode", "Sec-Fetch-Dest", "sec-ch-ua"}) {
+    for (const char* const name : {"Referer", "Cookie", "Sec-Fetch-Site", "sec-fetch-site", "ORIGIN"}) {
         EXPECT_EQ(403, StatusOfPost({{name, "x"}, {"X-Page-Token", Token()}})) << name;
     }
     const auto refused = Post({{"Origin", own}});

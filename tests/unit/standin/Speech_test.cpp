@@ -140,6 +140,14 @@ TEST_F(SpeechTest, Delay_IsWaitedFor) {
     EXPECT_GE(std::chrono::steady_clock::now() - begin, std::chrono::milliseconds(80));
 }
 
+TEST_F(SpeechTest, RequestWhoseIdHasNoKeypadInItsData_IsKnownByTheKeypadBesideIt) {
+    Do(R"({"do":"speech","mode":"hand"})");
+    Ask(Single(), R"({"data":{"score":0},"device":"6","extra":"6.wav","event":"voice-evaluated"})");
+    const Json::Value open = State()["speech"]["engines"][0]["open"][0];
+    EXPECT_EQ("6", open["device"].asString());
+    EXPECT_EQ("6.wav", open["extra"].asString());
+}
+
 TEST_F(SpeechTest, Hand_AnswersTheRequestThatFits) {
     SpeechEngine& engine = Single();
     Do(R"({"do":"speech","mode":"hand"})");
