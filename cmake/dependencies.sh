@@ -15,6 +15,10 @@ VDIPC_PACKAGES=(
   python3
 )
 
+# What the tests of the pages need on top, beside Node with npm and the modules of tests/page. The browser is driven as it is
+# packaged, and the font has Chinese.
+VDIPC_PAGE_PACKAGES=(chromium fonts-noto-cjk)
+
 # What ./dev check and ./dev format need on top.
 VDIPC_CHECK_PACKAGES=(clang-format clang-tidy)
 
