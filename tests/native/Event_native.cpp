@@ -8,6 +8,7 @@
 #include <mutex>
 #include <optional>
 #include <utility>
+#include <vector>
 
 #include <poll.h>
 #include <sys/eventfd.h>
@@ -18,7 +19,13 @@ namespace {
 
 std::mutex g_event_mutex;
 std::uintptr_t g_last = 0x1000;
-bool g_fail_next_creation = false;
+struct RefusedCreation {
+    std::size_t behind = 0;
+    std::uint32_t error = 0;
+};
+std::optional<RefusedCreation> g_refused_creation;
+std::size_t g_events_made = 0;
+std::vector<EventHandle>* g_signals = nullptr;
 std::map<EventHandle, int>& Events() {
     static std::map<EventHandle, int>& events = *new std::map<EventHandle, int>();
     return events;
@@ -36,9 +43,12 @@ std::optional<ForcedWait> g_forced_wait;  // under g_event_mutex
 
 EventHandle CreateAutoResetEvent() {
     std::lock_guard lock(g_event_mutex);
-    if (std::exchange(g_fail_next_creation, false)) {
+    if (g_refused_creation && g_refused_creation->behind-- == 0) {
+        t_last_error = g_refused_creation->error;
+        g_refused_creation.reset();
         return nullptr;
     }
+    ++g_events_made;
     const int descriptor = eventfd(0, EFD_NONBLOCK | EFD_CLOEXEC);
     g_last += 4;
     const auto handle = reinterpret_cast<EventHandle>(g_last);
@@ -51,6 +61,9 @@ bool SignalEvent(EventHandle event) {
     const auto found = Events().find(event);
     if (found == Events().end()) {
         return false;
+    }
+    if (g_signals != nullptr) {
+        g_signals->push_back(event);
     }
     const std::uint64_t one = 1;
     return write(found->second, &one, sizeof one) == sizeof one;
@@ -110,8 +123,22 @@ void SetNativeLastError(std::uint32_t error) {
 }
 
 void FailNextEventCreation() {
+    FailEventCreation(0, t_last_error);
+}
+
+void FailEventCreation(std::size_t behind, std::uint32_t error) {
     std::lock_guard lock(g_event_mutex);
-    g_fail_next_creation = true;
+    g_refused_creation = RefusedCreation{behind, error};
+}
+
+std::size_t NativeEventsMade() {
+    std::lock_guard lock(g_event_mutex);
+    return g_events_made;
+}
+
+void RecordNativeSignals(std::vector<EventHandle>* signals) {
+    std::lock_guard lock(g_event_mutex);
+    g_signals = signals;
 }
 
 void ForceNextWaitForEither(std::uint32_t result, std::uint32_t error) {

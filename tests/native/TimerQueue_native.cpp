@@ -19,6 +19,7 @@ struct QueueTimer {
     std::thread thread;
 };
 
+std::atomic<std::uint32_t> g_due{0};
 std::atomic<std::uint32_t> g_creation_error{0};
 std::atomic<std::uint32_t> g_deletion_error{0};
 
@@ -29,6 +30,7 @@ bool CreateQueueTimer(void*& timer_handle, Timer* timer, std::uint32_t due_milli
         test::SetNativeLastError(error);
         return false;
     }
+    g_due = due_milliseconds;
     auto* const made = new QueueTimer();
     made->thread = std::thread([made, timer, due_milliseconds] {
         {
@@ -61,6 +63,10 @@ bool DeleteQueueTimer(void* timer_handle) {
 }
 
 namespace test {
+
+std::uint32_t NativeQueueTimerDue() {
+    return g_due;
+}
 
 void FailNextQueueTimerCreation(std::uint32_t error) {
     g_creation_error = error;

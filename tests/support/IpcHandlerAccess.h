@@ -82,6 +82,12 @@ struct IpcHandlerAccess {
         return count;
     }
 
+    /// Wakes a task loop that waits, without a task.
+    static void WakeTaskLoop(IpcHandler& h) {
+        std::lock_guard lock(h.task_mutex_);
+        h.task_cond_.NotifyOne();
+    }
+
     // Lifecycle.
     static void TaskLoop(IpcHandler& h) { h.TaskLoop(); }
     static void ClearTextForAllDevices(IpcHandler& h) { h.ClearTextForAllDevices(); }

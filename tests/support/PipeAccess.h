@@ -15,6 +15,9 @@ namespace vdipc {
 struct PipeIOAccess {
     static bool Running(const PipeIO& io) { return io.running_; }
     static bool HasThreads(const PipeIO& io) { return io.read_thread_ || io.write_thread_; }
+    /// No lock guards the two: what they say while Stop is at work is for waiting alone.
+    static bool HasReadThread(const PipeIO& io) { return io.read_thread_ != nullptr; }
+    static bool HasWriteThread(const PipeIO& io) { return io.write_thread_ != nullptr; }
     static EventHandle ReadEvent(const PipeIO& io) { return io.read_event_; }
     static EventHandle WriteEvent(const PipeIO& io) { return io.write_event_; }
     static std::size_t Queued(PipeIO& io) {

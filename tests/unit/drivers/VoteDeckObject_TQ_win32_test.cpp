@@ -1,5 +1,5 @@
 // The chosen channel in the real registry: what is called, in which order, and what a failure leaves behind.
-#include "unit/drivers/support/ImportHook_win32.h"
+#include "support/ImportHook_win32.h"
 #include "unit/drivers/support/TQFixture.h"
 
 #include <windows.h>

@@ -3,6 +3,7 @@
 #include <atomic>
 #include <cstdlib>
 #include <new>
+#include <utility>
 
 // clang's ThreadSanitizer brings allocation functions of its own.
 #if defined(__has_feature)
@@ -23,6 +24,12 @@ int CountedAllocations() {
     return 0;
 }
 
+std::size_t AllocationsOfThread() {
+    return 0;
+}
+
+void WatchAllocationsOfThread(const std::function<void()>*) {}
+
 bool CanRefuseAllocation() {
     return false;
 }
@@ -37,8 +44,15 @@ namespace {
 std::atomic<std::size_t> g_refused_size{0};
 std::atomic<std::size_t> g_counted_size{0};
 std::atomic<int> g_counted{0};
+thread_local std::size_t t_allocations = 0;
+thread_local const std::function<void()>* t_watcher = nullptr;
 
 void* Allocate(std::size_t size) noexcept {
+    ++t_allocations;
+    if (const std::function<void()>* const watcher = std::exchange(t_watcher, nullptr)) {
+        (*watcher)();
+        t_watcher = watcher;
+    }
     if (size != 0 && size == g_counted_size) {
         ++g_counted;
     }
@@ -94,6 +108,14 @@ void CountAllocations(std::size_t size) {
 
 int CountedAllocations() {
     return g_counted;
+}
+
+std::size_t AllocationsOfThread() {
+    return t_allocations;
+}
+
+void WatchAllocationsOfThread(const std::function<void()>* watcher) {
+    t_watcher = watcher;
 }
 
 bool CanRefuseAllocation() {

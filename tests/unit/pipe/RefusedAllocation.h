@@ -1,7 +1,9 @@
-// Allocations of one size: one that fails, on a machine that has the memory, and those that were made.
+// Allocations of one size: one that fails, on a machine that has the memory, and those that were made. And all those of
+// a thread. A part of the programs that name it, not of all tests.
 #pragma once
 
 #include <cstddef>
+#include <functional>
 
 namespace vdipc::test {
 
@@ -12,6 +14,11 @@ void RefuseAllocation(std::size_t size);
 void CountAllocations(std::size_t size);
 /// Calls since CountAllocations.
 int CountedAllocations();
+
+/// Calls of operator new on this thread so far.
+std::size_t AllocationsOfThread();
+/// Calls this at each of them from now on, ahead of the allocation, but for those that it makes itself; null ends it.
+void WatchAllocationsOfThread(const std::function<void()>* watcher);
 
 /// False where the allocation functions belong to a sanitizer that doesn't share them: then nothing is refused or
 /// counted.
