@@ -219,6 +219,39 @@ TEST_F(PipeIOTest, StopDuringABlockedRead_ReturnsWithoutAnErrorCallback) {
     EXPECT_EQ(log_.Count("WriteThread end"), 1u);
 }
 
+TEST_F(PipeIOTest, Stop_WaitsForTheWriterFirst_AndThenForTheReader) {
+    if (!test::CanRefuseAllocation()) {
+        GTEST_SKIP() << "the sanitizer objects to looks at what the stop is changing";
+    }
+    recorder_.Block();
+    ASSERT_TRUE(Client().Write(JsonFrame("one")));
+    ASSERT_TRUE(recorder_.WaitForFrames(1));
+    std::thread stop([this] { io_->Stop(); });
+    const auto end = std::chrono::steady_clock::now() + test::Recorder::kPatience;
+    while (PipeIOAccess::HasWriteThread(*io_) && std::chrono::steady_clock::now() < end) {
+        std::this_thread::sleep_for(std::chrono::milliseconds(2));
+    }
+    EXPECT_FALSE(PipeIOAccess::HasWriteThread(*io_));
+    EXPECT_TRUE(PipeIOAccess::HasReadThread(*io_)) << "it is held in its callback";
+    recorder_.Release();
+    stop.join();
+    EXPECT_FALSE(PipeIOAccess::HasThreads(*io_));
+}
+
+TEST_F(PipeIOTest, ErrorCallback_FindsTheObjectNotRunningAnyMore) {
+    io_.reset();
+    pair_->CloseServer();
+    pair_ = test::MakePipePair();
+    std::promise<PipeIO*> made;
+    std::promise<bool> running;
+    io_.emplace(pair_->server, nullptr,
+                [&] { running.set_value(PipeIOAccess::Running(*made.get_future().get())); });
+    made.set_value(&*io_);
+    Client().Close();
+    EXPECT_FALSE(running.get_future().get());
+    EXPECT_TRUE(WaitForReaderEnd());
+}
+
 TEST_F(PipeIOTest, DataThatComesBehindAStop_HarmsNobody) {
     io_->Stop();
     Client().Write(JsonFrame("late"), kInstant);
@@ -442,18 +475,63 @@ TEST(PipeIOInvalid, InvalidHandle_FailsReadsAndWritesWithALineAtWarn) {
 }
 
 #if !defined(_WIN32)
-TEST_F(PipeIOTest, EventOfEachOperation_IsClosed_ApartFromTheOneThatStopSignals) {
-    const std::size_t before = test::NativeOpenEvents();
-    ASSERT_TRUE(Client().Write(JsonFrame("one") + JsonFrame("two")));
-    ASSERT_TRUE(recorder_.WaitForFrames(2));
+TEST_F(PipeIOTest, FrameWithoutPayload_IsReadWithThreeEvents_WithPayloadFour_AndWrittenWithOne) {
+    io_.reset();
+    pair_->CloseServer();
+    pair_ = test::MakePipePair();
+    const std::size_t before = test::NativeEventsMade();
+    std::vector<std::size_t> made;
+    std::promise<void> behind;
+    std::promise<void> go_on;
+    io_.emplace(
+        pair_->server,
+        [&](const PipeData& data) {
+            made.push_back(test::NativeEventsMade() - before);
+            if (Payload(data) == "last") {
+                behind.set_value();
+                go_on.get_future().wait();
+            }
+        },
+        nullptr);
+    ASSERT_TRUE(Client().Write(FrameBytes(8, 0, 0) + JsonFrame("text") + JsonFrame("last")));
+    behind.get_future().wait();
+    EXPECT_EQ(made, (std::vector<std::size_t>{3, 7, 11}));
+    // The reader is held, so that what comes is the writer's.
     io_->Send(MakeFrame("answer"));
-    Client().ReadFrame();
-    while (PipeIOAccess::WriteEvent(*io_) != nullptr || PipeIOAccess::ReadEvent(*io_) == nullptr) {
+    io_->Send(MakeFrame(""));
+    EXPECT_EQ(Client().ReadFrame(), JsonFrame("answer"));
+    EXPECT_EQ(Client().ReadFrame(), JsonFrame(""));
+    EXPECT_EQ(test::NativeEventsMade() - before, 13u) << "one write for a whole frame";
+    go_on.set_value();
+    io_.reset();
+}
+
+TEST_F(PipeIOTest, Stop_SignalsTheWriteAndThenTheRead) {
+    io_->Send(MakeFrame(std::string(4000000, 'x')));
+    while (PipeIOAccess::WriteEvent(*io_) == nullptr || PipeIOAccess::ReadEvent(*io_) == nullptr) {
         std::this_thread::yield();
     }
-    EXPECT_LE(test::NativeOpenEvents(), before + 1);  // of the read in progress
+    const EventHandle write = PipeIOAccess::WriteEvent(*io_);
+    const EventHandle read = PipeIOAccess::ReadEvent(*io_);
+    std::vector<EventHandle> signals;
+    test::RecordNativeSignals(&signals);
     io_->Stop();
-    EXPECT_LE(test::NativeOpenEvents(), before + 1);  // which Stop leaves open
+    test::RecordNativeSignals(nullptr);
+    EXPECT_EQ(signals, (std::vector<EventHandle>{write, read}));
+}
+
+TEST_F(PipeIOTest, Start_BeginsWithTheReader) {
+    // A thread that was started later has the higher number, but where the system starts anew with low ones.
+    int in_order = 0;
+    for (int i = 0; i < 3; ++i) {
+        Restart();
+        ASSERT_TRUE(log_.WaitFor("ReadThread begin"));
+        ASSERT_TRUE(log_.WaitFor("WriteThread begin"));
+        const std::string reader = log_.Find("ReadThread begin").at(0).thread;
+        const std::string writer = log_.Find("WriteThread begin").at(0).thread;
+        in_order += std::stoul(reader, nullptr, 16) < std::stoul(writer, nullptr, 16) ? 1 : 0;
+    }
+    EXPECT_GE(in_order, 2);
 }
 #endif
 

@@ -124,6 +124,24 @@ TEST_F(PipeServerTest, PingFrameWithAnotherCommand_GetsNoReplyAndNoCallback) {
     EXPECT_EQ(heard_.Pings(), 1);
 }
 
+TEST_F(PipeServerTest, PingFrameWithAnotherCommand_WritesNothingIntoPipeOrLog) {
+    const auto client = ConnectClient(server_);
+    ASSERT_TRUE(log_.WaitFor("WriteThread begin"));
+    ASSERT_TRUE(log_.WaitFor("ReadThread begin"));
+    const std::size_t lines = log_.Lines().size();
+    for (const std::int32_t command : {0, 200, 202, 2018, -1}) {
+        PipeData data = test::MakeFrame("text");
+        data.type = kFrameTypePing;
+        data.command = command;
+        PipeServerAccess::OnPipeDataReceived(server_, data);
+    }
+    server_.SendMsg("behind");
+    EXPECT_EQ(client->ReadFrame(), JsonFrame("behind"));
+    EXPECT_EQ(log_.Lines().size(), lines + 1) << log_.Text();
+    EXPECT_EQ(heard_.Pings(), 0);
+    EXPECT_TRUE(heard_.Messages().empty());
+}
+
 TEST(PipeServer, Ping_WhileNoHandlerCallbackIsSet_StillGetsItsReply) {
     const test::LogCapture log;
     PipeServer server(nullptr, nullptr, nullptr);
