@@ -1,6 +1,7 @@
 #include "common/Clock.h"
 #include "common/Log.h"
 #include "support/LogCapture.h"
+#include "unit/pipe/RefusedAllocation.h"
 
 #include <array>
 #include <cstdio>
@@ -150,6 +151,23 @@ TEST(Log, LineOfAnyLength_IsKeptWhole) {
     const std::string text(20000, 'x');
     LogFormatted(LogLevel::Info, "{}", text);
     EXPECT_EQ(log.Messages(), std::vector<std::string>{text});
+}
+
+TEST(Log, LineBelow500Characters_NeedsNoHeap) {
+    if (!test::CanRefuseAllocation()) {
+        GTEST_SKIP() << "the allocation functions are the sanitizer's";
+    }
+    const LogHandler former = ExchangeLogHandler([](std::int32_t, const char*) {});
+    const std::string text(400, 'x');
+    LogFormatted(LogLevel::Info, "{}", text);  // what is made once for all is made here
+    const std::size_t before = test::AllocationsOfThread();
+    LogFormatted(LogLevel::Info, "{}:{} {} {}", "Subject::Operation", 42, text, 7);
+    const std::size_t behind = test::AllocationsOfThread();
+    LogFormatted(LogLevel::Info, "{}", std::string(600, 'x'));
+    const std::size_t counted = test::AllocationsOfThread();
+    ExchangeLogHandler(former);
+    EXPECT_EQ(behind - before, 0u);
+    EXPECT_GE(counted - behind, 2u) << "a longer one does, so that it is known that allocations are seen";
 }
 
 TEST(Log, EveryLevel_ReachesTheSinkAsItsNumber) {

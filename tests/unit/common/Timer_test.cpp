@@ -8,8 +8,11 @@
 #include <functional>
 #include <memory>
 #include <mutex>
+#include <regex>
+#include <sstream>
 #include <string>
 #include <thread>
+#include <vector>
 
 #include <gtest/gtest.h>
 
@@ -60,6 +63,19 @@ std::string AddressText(const void* address) {
     char text[64] = {};
     std::snprintf(text, sizeof text, "%p", address);
     return text;
+}
+
+/// Level and message of each printed line, where all is in its place.
+std::vector<std::string> Lines(const std::string& text) {
+    static const std::regex whole(
+        R"(\[\d{4}-\d\d-\d\d \d\d:\d\d:\d\d\.\d{3}\]\[(\w+)\]\[[0-9a-f]{5,}\] Timer\.cpp:\d+ (.*))");
+    std::vector<std::string> lines;
+    std::istringstream stream(text);
+    for (std::string line; std::getline(stream, line);) {
+        std::smatch match;
+        lines.push_back(std::regex_match(line, match, whole) ? match[1].str() + " " + match[2].str() : line);
+    }
+    return lines;
 }
 
 // The due time is waited for really.
@@ -160,10 +176,8 @@ TEST(Timer, ConstructionAndDestruction_ArePrintedAtInfoWithTheAddress) {
         const Timer timer;
         address = AddressText(&timer);
     });
-    EXPECT_NE(text.find("[Info]"), std::string::npos) << text;
-    EXPECT_NE(text.find(" Timer.cpp:"), std::string::npos) << text;
-    EXPECT_NE(text.find("[Timer] " + address + " ctor"), std::string::npos) << text;
-    EXPECT_NE(text.find("[Timer] " + address + " dtor"), std::string::npos) << text;
+    EXPECT_EQ(Lines(text), (std::vector<std::string>{"Info [Timer] " + address + " ctor",
+                                                     "Info [Timer] " + address + " dtor"}));
 }
 
 TEST(Timer, Callback_IsReleasedWithTheTimerAndNotBefore) {
@@ -178,6 +192,26 @@ TEST(Timer, Callback_IsReleasedWithTheTimerAndNotBefore) {
 }
 
 #if !defined(_WIN32)
+TEST(Timer, DueTime_Is2000Milliseconds) {
+    Timer timer;
+    ASSERT_TRUE(timer.Start([] {}));
+    EXPECT_EQ(test::NativeQueueTimerDue(), 2000u);
+}
+
+TEST(Timer, DeletionThatFailsAtTheEnd_IsPrintedAheadOfTheEnd) {
+    std::string address;
+    const std::string text = Printed([&address] {
+        Timer timer;
+        address = AddressText(&timer);
+        EXPECT_TRUE(timer.Start([] {}));
+        test::FailNextQueueTimerDeletion(997);
+    });
+    EXPECT_EQ(Lines(text),
+              (std::vector<std::string>{"Info [Timer] " + address + " ctor",
+                                        "Warn [Timer] " + address + " DeleteTimerQueueTimer failed, GLE=997",
+                                        "Info [Timer] " + address + " dtor"}));
+}
+
 TEST(Timer, CreationThatFails_IsPrintedAtWarnWithTheSystemsNumber_AndLeavesTheTimerIdle) {
     const auto kept = std::make_shared<int>(1);
     Timer timer;
