@@ -69,6 +69,17 @@ TEST_F(LogFile, Opening_InstallsTheSinkHereAndInTheReceiversLibrary) {
     EXPECT_EQ(test::InstalledVoteDeckLogHandler(), &WriteLogLine);
 }
 
+TEST_F(LogFile, Opening_InstallsTheSinkHereAheadOfTheReceiversLibrary) {
+    std::vector<LogHandler> installed_here;
+    test::SetLogHandlerInstallHook([&installed_here] {
+        installed_here.push_back(ExchangeLogHandler(nullptr));
+        ExchangeLogHandler(installed_here.back());
+    });
+    OpenLogFile();
+    test::SetLogHandlerInstallHook(nullptr);
+    EXPECT_EQ(installed_here, std::vector<LogHandler>{&WriteLogLine});
+}
+
 TEST_F(LogFile, Line_IsInTheFileWhenTheCallReturns_WithItsLineEnd) {
     OpenLogFile();
     const std::string text = Unique("line");
@@ -145,6 +156,16 @@ TEST_F(LogFile, ManyThreads_NeverTearALine) {
 }
 
 #if !defined(_WIN32)
+TEST_F(LogFile, Line_IsTwoAppends_ItsTextAndItsEnd) {
+    OpenLogFile();
+    std::vector<std::string> appends;
+    test::RecordNativeAppends(&appends);
+    WriteLogLine(2, "text");
+    WriteLogLine(2, "");
+    test::RecordNativeAppends(nullptr);
+    EXPECT_EQ(appends, (std::vector<std::string>{"text", "\r\n", "", "\r\n"}));
+}
+
 TEST_F(LogFile, HostRunFromAPathWithoutABackslash_WritesItsLogIntoTheCurrentDirectory) {
     const std::filesystem::path name = "vote_deck.1999.12.31.log";
     std::filesystem::remove(name);
@@ -178,6 +199,7 @@ TEST_F(LogFile, FileThatCantBeOpened_IsHarmless) {
     OpenLogFile();
     LogFormatted(LogLevel::Info, "nowhere");
     EXPECT_EQ(ExchangeLogHandler(nullptr), &WriteLogLine);
+    EXPECT_EQ(test::InstalledVoteDeckLogHandler(), &WriteLogLine);
     EXPECT_FALSE(std::filesystem::exists("no-such-directory"));
 }
 #endif

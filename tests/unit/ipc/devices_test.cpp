@@ -4,6 +4,7 @@
 #include "drivers/VoteDeckObject_TQ.h"
 #include "messages/MessageCodec.h"
 #include "support/VoteDeckObjectBaseAccess.h"
+#include "unit/pipe/RefusedAllocation.h"
 
 #include <cstdio>
 #include <stdexcept>
@@ -55,6 +56,57 @@ TEST_F(HandlerDevices, CreateVoteDeckObjects_TellsEachKindItsAudioFolderAndItsLi
         EXPECT_EQ(VoteDeckObjectBaseAccess::AudioFileStorageBasePath(object), "C:\\class room\\audio");
         EXPECT_EQ(VoteDeckObjectBaseAccess::Listener(object), &handler());
     }
+}
+
+/// How far CreateVoteDeckObjects is with one object.
+struct ObjectsProgress {
+    bool in_map = false;
+    bool folder = false;
+    bool listener = false;
+    bool set = false;
+};
+
+// Nothing tells of the steps. But most of them take memory, so that each allocation is a look at what is done by then.
+TEST_F(HandlerDevices,
+       CreateVoteDeckObjects_PutsEachObjectIntoTheMap_ThenTellsItsFolder_ItsListener_AndItsSet) {
+    if (!CanRefuseAllocation()) {
+        GTEST_SKIP() << "the allocation functions are the sanitizer's";
+    }
+    const std::string folder(200, 'f');
+    std::snprintf(Access::AudioStoragePath(handler()).data(), 260, "%s", folder.c_str());
+    for (const DeviceType kind : kAllKinds) {
+        Access::ActiveDevices(handler())[kind] = {"7"};
+    }
+    std::set<DeviceType> only_in_map;
+    std::set<DeviceType> all_but_the_set;
+    std::vector<std::string> out_of_order;
+    const std::function<void()> look = [&] {
+        for (const auto& [kind, object] : Access::DeviceObjects(handler())) {
+            const auto* const base = dynamic_cast<const VoteDeckObjectBase*>(object.get());
+            if (base == nullptr) {
+                continue;
+            }
+            const ObjectsProgress progress{
+                true, VoteDeckObjectBaseAccess::AudioFileStorageBasePath(*base) == folder,
+                VoteDeckObjectBaseAccess::Listener(*base) == &handler(),
+                !object->GetActivatedDeviceSet().empty()};
+            if (!progress.folder && !progress.listener && !progress.set) {
+                only_in_map.insert(kind);
+            }
+            if (progress.folder && progress.listener && !progress.set) {
+                all_but_the_set.insert(kind);
+            }
+            if ((progress.listener && !progress.folder) || (progress.set && !progress.listener)) {
+                out_of_order.push_back(Access::DeviceNames(handler())[kind]);
+            }
+        }
+    };
+    WatchAllocationsOfThread(&look);
+    Access::CreateVoteDeckObjects(handler());
+    WatchAllocationsOfThread(nullptr);
+    EXPECT_THAT(out_of_order, IsEmpty());
+    EXPECT_THAT(only_in_map, testing::ElementsAreArray(kAllKinds));
+    EXPECT_THAT(all_but_the_set, testing::ElementsAreArray(kAllKinds));
 }
 
 TEST_F(HandlerDevices, CreateVoteDeckObjects_ReplacesWhatIsThere) {

@@ -151,13 +151,19 @@ TEST_F(HandlerLifecycle, Send_GoesPastTheTaskQueue) {
 }
 
 /// One stop for all tests below, since it takes its two seconds: five objects but for TQ2, whose entry is empty, two
-/// tasks queued before, and a task posted while the last one runs.
+/// tasks queued before, a task posted while the last one runs, and a watchdog that waits for its end.
 class HandlerStop : public testing::Test {
 protected:
     struct Scenario : HandlerWorld {
         std::vector<std::string> calls;
         std::shared_ptr<IVoteDeckObject> rv2;
         std::chrono::steady_clock::duration duration{};
+        std::chrono::steady_clock::time_point last_clear;
+        std::chrono::steady_clock::time_point first_down;
+        std::uint32_t watchdog_wait = kWaitFailed;
+        bool loop_had_ended_for_watchdog = false;
+        bool went_on_without_watchdog = false;
+        std::promise<void> watchdog_ended;
         bool server_was_there = false;
         bool server_was_there_at_clear = false;
         std::size_t speech_calls_before = 0;
@@ -173,9 +179,13 @@ protected:
                 const std::string name = Access::DeviceNames(handler())[kind];
                 ON_CALL(Device(kind), ClearTextForAllDevices()).WillByDefault([this, name] {
                     server_was_there_at_clear |= Access::Server(handler()) != nullptr;
+                    last_clear = std::chrono::steady_clock::now();
                     calls.push_back("clear " + name);
                 });
                 ON_CALL(Device(kind), Uninitialize()).WillByDefault([this, name] {
+                    if (first_down == std::chrono::steady_clock::time_point()) {
+                        first_down = std::chrono::steady_clock::now();
+                    }
                     calls.push_back("down " + name);
                 });
             }
@@ -200,11 +210,23 @@ protected:
                     saved_before_engines = ReadFile(DevicesFile()).find("RV2") != std::string::npos;
                 }
             });
+            const EventHandle end_of_watchdog = CreateAutoResetEvent();
+            Access::PingListeningStopEvent(handler()) = end_of_watchdog;
+            Access::PingListeningThread(handler()) = std::make_unique<std::thread>([this, end_of_watchdog] {
+                watchdog_wait = WaitForEvent(end_of_watchdog, 60000);
+                loop_had_ended_for_watchdog = log().Contains("task loop end");
+                // Long enough for a stop that doesn't wait to go on.
+                std::this_thread::sleep_for(std::chrono::milliseconds(100));
+                went_on_without_watchdog = !log().OfFunction("IpcHandler::DeleteVoteDeckObjects").empty();
+                watchdog_ended.set_value();
+            });
             const auto begin = std::chrono::steady_clock::now();
             StartTaskThread();
             handler().Uninitialize();
             duration = std::chrono::steady_clock::now() - begin;
             SetSpeechCallHook(nullptr);
+            watchdog_ended.get_future().wait_for(LogCapture::kPatience);
+            CloseEvent(Access::PingListeningStopEvent(handler()).exchange(nullptr));
             saved = ParseJson(ReadFile(DevicesFile()));
         }
     };
@@ -216,6 +238,17 @@ protected:
 
 TEST_F(HandlerStop, TakesAtLeastTwoSeconds) {
     EXPECT_GE(scenario->duration, std::chrono::milliseconds(1990));
+}
+
+TEST_F(HandlerStop, TwoSeconds_LieBetweenTheDisplaysAndTheObjectsEnd) {
+    EXPECT_GE(scenario->first_down - scenario->last_clear, std::chrono::milliseconds(1990));
+}
+
+TEST_F(HandlerStop, Watchdog_IsToldAndWaitedForBehindTheTaskThread) {
+    EXPECT_EQ(scenario->watchdog_wait, kWaitSignalled);
+    EXPECT_TRUE(scenario->loop_had_ended_for_watchdog);
+    EXPECT_FALSE(scenario->went_on_without_watchdog);
+    EXPECT_FALSE(Access::PingListeningThread(scenario->handler())->joinable());
 }
 
 TEST_F(HandlerStop, RunsWhatWasQueued_ThenClearsTheDisplays_ThenTakesTheObjectsDown) {

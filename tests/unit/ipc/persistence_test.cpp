@@ -5,6 +5,12 @@
 
 #include <stdexcept>
 
+#if defined(_WIN32)
+#include <windows.h>
+#else
+#include "native/NativeSeam.h"
+#endif
+
 namespace vdipc::test {
 namespace {
 
@@ -40,7 +46,26 @@ protected:
 };
 
 TEST_F(HandlerPersistence, File_LiesBesideTheHostsExecutable) {
-    EXPECT_EQ(DevicesFile(), DirectoryWithBackslash(GetHostExecutablePath()) + "devices.json");
+#if defined(_WIN32)
+    // The system's own word, by another of its functions than the library's.
+    std::wstring host(32768, L'\0');
+    host.resize(GetModuleFileNameW(nullptr, host.data(), static_cast<DWORD>(host.size())));
+    const std::filesystem::path beside = std::filesystem::path(host).parent_path() / "devices.json";
+    Active()[DeviceType::LW] = {"4"};
+    Save();
+    EXPECT_TRUE(std::filesystem::is_regular_file(beside)) << beside;
+    EXPECT_EQ(std::filesystem::path(DevicesFile()), beside);
+#else
+    const std::string former = GetHostExecutablePath();
+    SetNativeHostPath("C:\\Class Room\\bin\\host.exe");
+    EXPECT_EQ(DevicesFile(), "C:\\Class Room\\bin\\devices.json");
+    SetNativeHostPath("host.exe");
+    EXPECT_EQ(DevicesFile(), "devices.json");
+    Active()[DeviceType::LW] = {"4"};
+    Save();
+    EXPECT_TRUE(std::filesystem::is_regular_file(std::filesystem::current_path() / "devices.json"));
+    SetNativeHostPath(former);
+#endif
 }
 
 TEST_F(HandlerPersistence, FirstStartWithNoFile_IsOneWarnLineAndAllSetsEmpty) {
@@ -75,6 +100,17 @@ TEST_F(HandlerPersistence, Load_MakesAnEmptyEntryForAKindWithoutObject) {
     Load(R"({"RV1":["5"]})");
     ASSERT_EQ(Access::DeviceObjects(handler()).count(DeviceType::RV1), 1u);
     EXPECT_EQ(Access::DeviceObjects(handler())[DeviceType::RV1], nullptr);
+}
+
+TEST_F(HandlerPersistence, NamesThatNoKindHasAndValuesThatAreNoArrays_GetNoLine) {
+    Load(R"({"XX":["9"],"tq1":["9"],"":["9"],"TQ1":7,"LW":null,"RV2":{"12":1}})");
+    std::vector<std::string> said;
+    for (const LogLine& line : log().Lines()) {
+        said.push_back(line.level_name + " " + line.function + " " + line.rest.substr(0, 14));
+    }
+    EXPECT_THAT(said, ElementsAre("Trace IpcHandler::LoadActiveDevices ",
+                                  "Debug IpcHandler::LoadActiveDevices open file OK. ",
+                                  "Debug IpcHandler::LoadActiveDevices parse json OK."));
 }
 
 class HandlerPersistenceRefused : public HandlerPersistence,

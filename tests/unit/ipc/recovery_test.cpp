@@ -43,6 +43,7 @@ TEST_F(HandlerRecovery, WatchdogRoutine_IsKeptAliveByPingsAndEndedByTheStopEvent
     EXPECT_TRUE(WaitUntil([this] { return Access::PingListeningStopEvent(handler()) != nullptr; }));
     Access::OnIpcPingreceived(handler());
     EXPECT_TRUE(log().WaitFor("ping_received_event_ set, continue"));
+    EXPECT_TRUE(log().Contains(LogLevel::Debug, "ping_received_event_ set, continue"));
     EXPECT_TRUE(log().Contains(LogLevel::Debug, "ping received, set event"));
     SignalEvent(Access::PingListeningStopEvent(handler()));
     watchdog.join();
@@ -67,6 +68,40 @@ TEST_F(HandlerRecovery, WatchdogRoutineWithoutAPing_ReportsAndCallsTheQuitCallba
 }
 
 #if !defined(_WIN32)
+/// Which of the two events there is none of, "received" being made first.
+struct RefusedEvent {
+    const char* name;
+    std::size_t behind;
+};
+
+class HandlerWatchdogWithoutAnEvent : public HandlerTest, public testing::WithParamInterface<RefusedEvent> {};
+
+TEST_P(HandlerWatchdogWithoutAnEvent, Routine_SaysSoAndEndsAtOnceAndLeavesWhatItHas) {
+    int quits = 0;
+    handler().SetQuitCallback([&quits] { ++quits; });
+    log().Clear();
+    const std::size_t events = NativeOpenEvents();
+    FailEventCreation(GetParam().behind, 1450);
+    Access::ListenPing(handler());
+    EXPECT_EQ(quits, 0);
+    ASSERT_EQ(log().Lines().size(), 1u) << log().Text();
+    EXPECT_EQ(log().Lines()[0].level, LogLevel::Warn);
+    EXPECT_EQ(log().Lines()[0].function, "IpcHandler::ListenPing");
+    EXPECT_EQ(log().Lines()[0].rest, "CreateEvent failed error=1450");
+    EXPECT_TRUE(TrackwireRecords().empty());
+    const EventHandle received = Access::PingReceivedEvent(handler()).exchange(nullptr);
+    const EventHandle stop = Access::PingListeningStopEvent(handler()).exchange(nullptr);
+    EXPECT_EQ(received == nullptr, GetParam().behind == 0);
+    EXPECT_EQ(stop == nullptr, GetParam().behind == 1);
+    EXPECT_EQ(NativeOpenEvents(), events + 1) << "the other one stays open";
+    CloseEvent(received);
+    CloseEvent(stop);
+}
+
+INSTANTIATE_TEST_SUITE_P(Each, HandlerWatchdogWithoutAnEvent,
+                         testing::Values(RefusedEvent{"Received", 0}, RefusedEvent{"Stop", 1}),
+                         [](const auto& row) { return row.param.name; });
+
 TEST_F(HandlerRecovery, WatchdogRoutineWhoseWaitFails_WarnsAndCallsTheQuitCallbackWithoutTelemetry) {
     int quits = 0;
     handler().SetQuitCallback([&quits] { ++quits; });

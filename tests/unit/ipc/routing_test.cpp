@@ -227,12 +227,10 @@ TEST_P(HandlerRoutingBadInput, Message_IsDroppedAfterOneLogLine) {
     Prefer(PreferredDeviceType::Any);
     log().Clear();
     Route(GetParam());
-    std::size_t lines = 0;
-    for (const LogLine& line : log().Lines()) {
-        lines += line.function.rfind("IpcHandler", 0) == 0 ? 1u : 0u;
-    }
-    EXPECT_EQ(lines, 1u) << log().Text();
-    EXPECT_TRUE(log().Contains(LogLevel::Debug, std::string("task begin msg=") + GetParam()));
+    ASSERT_EQ(log().Lines().size(), 1u) << log().Text();
+    EXPECT_EQ(log().Lines()[0].level, LogLevel::Debug);
+    EXPECT_EQ(log().Lines()[0].function, "IpcHandler::RouteMessage");
+    EXPECT_EQ(log().Lines()[0].rest, std::string("task begin msg=") + GetParam());
     EXPECT_TRUE(TrackwireRecords().empty());
     EXPECT_TRUE(SentEvents().empty());
     EXPECT_EQ(Access::Preferred(handler()), PreferredDeviceType::Any);
@@ -342,6 +340,38 @@ TEST_F(HandlerRouting, Quit_LogsButNotHandleAndThenCallsTheQuitCallback) {
     EXPECT_FALSE(called) << "the callback waits behind what is queued";
     Access::RunTasks(handler());
     EXPECT_TRUE(called);
+}
+
+TEST_F(HandlerRouting, TelemetryOfQuit_GoesOutAheadOfTheCallAndOfTheCallback) {
+    std::size_t records = 0;
+    handler().SetQuitCallback([&records] { records = TrackwireRecords("ipc_vdk_command_quit").size(); });
+    Route(R"({"command":"quit","id":"q"})");
+    EXPECT_EQ(TrackwireRecords("ipc_vdk_command_quit").size(), 1u);
+    std::vector<std::string> order;
+    for (const LogLine& line : log().Lines()) {
+        if (line.function == "IpcHandler::SendTrackwire" || line.function == "IpcHandler::CallQuit") {
+            order.push_back(line.function);
+        }
+    }
+    EXPECT_THAT(order, ElementsAre("IpcHandler::SendTrackwire", "IpcHandler::CallQuit"));
+    Access::RunTasks(handler());
+    EXPECT_EQ(records, 1u);
+}
+
+TEST_F(HandlerRouting, NoCommand_ClearsTheDisplays) {
+    AddAll(kDeviceStatusConnected);
+    for (const DeviceType kind : kAllKinds) {
+        EXPECT_CALL(Device(kind), ClearTextForAllDevices()).Times(0);
+    }
+    Init("any");
+    Route(Ask());
+    Route(R"({"command":"stop","device":"0"})");
+    Route(R"({"command":"text","device":"0","row1":"a"})");
+    Route(R"({"command":"hi","device":"0","arguments":[]})");
+    Route(R"({"command":"drop","device":"0"})");
+    Route(R"({"command":"quit"})");
+    EXPECT_EQ(TrackwireRecords().size(), 7u);
+    Access::RunTasks(handler());
 }
 
 TEST_F(HandlerRouting, QuitCallback_RunsAfterEverythingThatWasQueued) {

@@ -3,6 +3,10 @@
 #include <regex>
 #include <utility>
 
+#if !defined(_WIN32)
+#include "native/NativeSeam.h"
+#endif
+
 namespace vdipc::test {
 namespace {
 
@@ -45,6 +49,18 @@ TEST_F(HandlerTelemetry, EveryRecord_EndsWithReporttime) {
     EXPECT_TRUE(std::regex_match(pairs[2].value, std::regex(R"(\d{4}\.\d\d\.\d\d \d\d:\d\d:\d\d\.\d{3})")))
         << pairs[2].value;
 }
+
+#if !defined(_WIN32)
+TEST_F(HandlerTelemetry, Reporttime_IsYearMonthDayHourMinuteSecondAndMilliseconds) {
+    SetNativeLocalTime(LocalTime{2026, 3, 5, 14, 7, 9, 45});
+    EXPECT_EQ(Access::GetCurrentTimeString(handler()), "2026.03.05 14:07:09.045");
+    CTrackwire record;
+    handler().SendTrackwire(record);
+    SetNativeLocalTime(std::nullopt);
+    ASSERT_EQ(TrackwireRecords().size(), 1u);
+    EXPECT_EQ(TrackwireRecords()[0].Value("reporttime"), "2026.03.05 14:07:09.045");
+}
+#endif
 
 TEST_F(HandlerTelemetry, NoCommandLineFile_IsOneWarnLine) {
     Access::ReadCommandlineForTrackwire(handler());
