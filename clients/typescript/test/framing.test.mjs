@@ -1,9 +1,12 @@
 // The client against a server of our own: frames in any shape, connections that end in any way.
 import assert from 'node:assert/strict';
 import { once } from 'node:events';
-import { afterEach, beforeEach, test } from 'node:test';
+import { afterEach, beforeEach, test as nodeTest } from 'node:test';
 import { Client, ConnectError, connect } from '../dist/index.js';
 import { PING, PING_REPLY, Server, activated, collect, frame, header, take } from './support.mjs';
+
+/** What waits in vain is a failure, and no hanging run. */
+const test = (name, body) => nodeTest(name, { timeout: 20_000 }, body);
 
 let server;
 let clients;
