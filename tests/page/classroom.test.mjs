@@ -170,7 +170,7 @@ test('Fault_BeginsAndEndsByItself', async () => {
   await faults.getByText('No fault stands.').waitFor();
 });
 
-test('Journal_FiltersStopsAndShowsMisuse', async () => {
+test('Journal_FiltersAndStops', async () => {
   const journal = page.getByRole('region', {name: 'What crossed'});
   const lines = journal.getByRole('listbox');
   await journal.getByLabel('Filter').fill('sendflashing device=5');
@@ -185,6 +185,24 @@ test('Journal_FiltersStopsAndShowsMisuse', async () => {
   await journal.getByText(/1 held back|[0-9]+ held back/).waitFor();
   await journal.getByRole('button', {name: 'Go on'}).click();
   await journal.getByText('held back').waitFor({state: 'detached'});
+});
+
+test('Misuse_IsRedAndCountedInTheHeader', async () => {
+  // The library does none, so a word of it is put between server and page.
+  const context = await browser.browser.newContext();
+  const other = await context.newPage();
+  await other.route('**/live?*', async (route) => {
+    const state = await host.state('?keypads=0');
+    state.misuse = [{n: 1, ms: 12.5, library: 'VoteDeck', object: 'TQ1 1', call: 'SendQuestion', text: '<b>deleted</b> before'}];
+    await route.fulfill({contentType: 'text/event-stream', body: `event: world\ndata: ${JSON.stringify(state)}\n\n`});
+  });
+  await other.goto(host.url);
+  await other.getByRole('link', {name: 'misuse: 1'}).waitFor();
+  const line = other.getByRole('option', {name: 'MISUSE  0.013  TQ1 1  SendQuestion: <b>deleted</b> before'}).first();
+  await line.waitFor();
+  const [red, green] = (await line.evaluate((element) => getComputedStyle(element).color)).match(/\d+/g).map(Number);
+  assert.ok(red > 2 * green, `${red} ${green}`);
+  await context.close();
 });
 
 test('RefusedAction_IsSaidInTheServersWords', async () => {
