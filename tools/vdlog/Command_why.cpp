@@ -142,7 +142,7 @@ private:
         line += std::string("{\"reason\":\"") + NameOf(finding.reason) +
                 "\",\"event\":" + (finding.event ? "true" : "false") + ",\"time\":\"" +
                 IsoTimeText(finding.moment.time) + "\",\"keypad\":";
-        AppendJsonString(line, text_.Name(finding.device));
+        AppendJsonString(line, text_.Device(finding.device));
         line += ",\"receiver\":\"" +
                 std::string(finding.receiver == Receiver::None ? "" : NameOf(finding.receiver)) +
                 "\",\"custom\":";

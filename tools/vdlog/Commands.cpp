@@ -14,7 +14,8 @@
 namespace vdipc::log {
 
 std::span<const CommandEntry* const> AllCommands() {
-    static constexpr const CommandEntry* kAll[] = {&kWhyCommand, &kPipeCommand};
+    static constexpr const CommandEntry* kAll[] = {&kSummaryCommand, &kWhyCommand, &kWatchCommand,
+                                                   &kKeypadCommand, &kPipeCommand};
     return kAll;
 }
 

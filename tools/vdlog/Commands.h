@@ -25,7 +25,10 @@ struct CommandEntry {
 };
 
 extern const CommandEntry kPipeCommand;
+extern const CommandEntry kSummaryCommand;
 extern const CommandEntry kWhyCommand;
+extern const CommandEntry kWatchCommand;
+extern const CommandEntry kKeypadCommand;
 
 std::span<const CommandEntry* const> AllCommands();
 

@@ -115,7 +115,7 @@ std::string DurationText(std::int64_t milliseconds) {
 // ---- words ----------------------------------------------------------------------------------------------------------
 
 std::string Reasons::Subject(const Fact& fact, const std::string& did) const {
-    std::string subject = "Keypad " + text_.Name(fact.device);
+    std::string subject = "Keypad " + text_.Device(fact.device);
     subject += fact.receiver == Receiver::None ? "" : std::string(" (") + NameOf(fact.receiver) + ")";
     return subject + " " + did + " at " + At(fact.at);
 }
@@ -173,8 +173,8 @@ void Reasons::OnFact(const Fact& fact) {
             finding.custom = sent.custom;
             finding.event = true;
             finding.sentence =
-                "The event \"" + sent.name + "\"" +
-                (sent.device.empty() ? "" : " of keypad " + text_.Name(sent.device)) + " went out at " +
+                "The event \"" + text_.Word(sent.name) + "\"" +
+                (sent.device.empty() ? "" : " of keypad " + text_.Device(sent.device)) + " went out at " +
                 At(sent.at) + ", " + DurationText(fact.at.time - sent.at.time) +
                 " before the client's loss was noticed: whether the client still read it the log can't "
                 "tell; the client's own log would.";
@@ -196,8 +196,8 @@ void Reasons::OnFact(const Fact& fact) {
             finding.custom = sent.custom;
             finding.event = true;
             finding.sentence = "An event could not be written to the client at " + At(fact.at) +
-                               " and is lost; the newest one before was \"" + sent.name + "\"" +
-                               (sent.device.empty() ? "" : " of keypad " + text_.Name(sent.device)) +
+                               " and is lost; the newest one before was \"" + text_.Word(sent.name) + "\"" +
+                               (sent.device.empty() ? "" : " of keypad " + text_.Device(sent.device)) +
                                ". Which one failed the line doesn't say.";
             finding.lines = {sent.at, fact.at};
             Give(finding, {});
@@ -280,8 +280,8 @@ void Reasons::OnEventSent(const Fact& fact) {
     finding.device = sent.device;
     finding.custom = sent.custom;
     finding.event = true;
-    finding.sentence = "The event \"" + sent.name + "\"" +
-                       (sent.device.empty() ? "" : " of keypad " + text_.Name(sent.device)) +
+    finding.sentence = "The event \"" + text_.Word(sent.name) + "\"" +
+                       (sent.device.empty() ? "" : " of keypad " + text_.Device(sent.device)) +
                        " went out at " + At(fact.at) + " and is lost: the client was gone" +
                        (client_lost_.IsSet() ? " since " + At(client_lost_) : "") + ".";
     finding.lines = {client_lost_, fact.at};
@@ -326,7 +326,7 @@ void Reasons::Decide(const Place& place, Asked& asked, const Mark& until) {
     finding.moment = asked.at;
     finding.lines = {asked.at, asked.down, until};
     const std::string subject =
-        "Keypad " + text_.Name(place.second) +
+        "Keypad " + text_.Device(place.second) +
         (place.first == Receiver::None ? "" : std::string(" (") + NameOf(place.first) + ")");
     const std::string what = QuestionText(asked.ask.get()) + ", asked at " + At(asked.at);
     if (place.first == Receiver::None) {
@@ -401,12 +401,12 @@ void Reasons::OnCommandEnd(const Fact& fact) {
     finding.device = command.device == "0" ? "" : command.device;
     finding.custom = command.custom;
     const std::string name =
-        command.name.empty() ? "The message" : "The command \"" + text_.Name(command.name) + "\"";
+        command.name.empty() ? "The message" : "The command \"" + text_.Word(command.name) + "\"";
     finding.sentence = name +
                        (command.device.empty()
                             ? ""
                             : " for " + (command.device == "0" ? std::string("all keypads")
-                                                               : "keypad " + text_.Name(command.device))) +
+                                                               : "keypad " + text_.Device(command.device))) +
                        " at " + At(command.begun) + " had no effect: ";
     if (undecoded) {
         finding.sentence +=
@@ -523,7 +523,7 @@ std::string Reasons::WhyNoQuestion(const Fact& fact, Finding& finding) {
                 finding.custom = there->question->ask->custom;
                 finding.lines.push_back(there->question->asked);
                 finding.lines.push_back(there->logon);
-                return QuestionText(there->question->ask.get()) + " was for keypad " + text_.Name(device) +
+                return QuestionText(there->question->ask.get()) + " was for keypad " + text_.Device(device) +
                        " of " + NameOf(other) + "; this press came from " + NameOf(fact.receiver) +
                        ", where no keypad of that number has logged on";
             }
@@ -728,7 +728,7 @@ void Reasons::OnLettersLost(const Fact& fact) {
     finding.custom = question.ask != nullptr ? question.ask->custom : "";
     finding.moment = *question.letter_lines.begin();
     finding.lines = {question.asked, fact.at};
-    finding.sentence = "Keypad " + text_.Name(fact.device) + " (" + NameOf(fact.receiver) + ") pressed " +
+    finding.sentence = "Keypad " + text_.Device(fact.device) + " (" + NameOf(fact.receiver) + ") pressed " +
                        (question.letters.empty() ? "letters" : question.letters) + " from " +
                        At(finding.moment) + " on: no event, because T never confirmed the choice for " +
                        QuestionText(question.ask.get()) + ", until " + At(fact.at) + ".";
@@ -913,7 +913,8 @@ void Reasons::OnRunEnd(const Fact& fact) {
         finding.lines.push_back(last.device_line);
         finding.lines.push_back(last.command->begun);
         finding.sentence = head + "the last thing was the command \"" + last.command->name + "\" of " +
-                           At(last.command->begun) + " for the device \"" + text_.Name(last.command->device) +
+                           At(last.command->begun) + " for the device \"" +
+                           text_.Device(last.command->device) +
                            "\", which is no number of 32 bits; that ends the host's process.";
     } else if (last.empty_message.IsSet() && last.reader_silent) {
         finding.reason = Reason::HostEndedByNegativeLength;
@@ -931,7 +932,7 @@ void Reasons::OnRunEnd(const Fact& fact) {
         if (last.command != nullptr) {
             finding.lines.push_back(last.command->begun);
             finding.sentence.insert(head.size(), "the last task was the command \"" +
-                                                     text_.Name(last.command->name) + "\" of " +
+                                                     text_.Word(last.command->name) + "\" of " +
                                                      At(last.command->begun) + "; ");
         }
     }

@@ -278,6 +278,14 @@ std::string Text::Name(std::string_view bytes) const {
     return redact_ && !LooksLikeName(bytes) ? Length(Utf8(bytes)) : Shown(bytes);
 }
 
+std::string Text::Device(std::string_view bytes) const {
+    return redact_ && !IsNumber(std::string(bytes)) ? Length(Utf8(bytes)) : Shown(bytes);
+}
+
+std::string Text::Word(std::string_view bytes) const {
+    return redact_ && !IsHarmless(std::string(bytes)) ? Length(Utf8(bytes)) : Shown(bytes);
+}
+
 std::string Text::Message(std::string_view json) const {
     Json::Value root;
     try {

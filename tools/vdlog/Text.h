@@ -24,6 +24,10 @@ public:
     std::string Private(std::string_view bytes) const;
     /// A name that the teaching application gives, as "custom": it stays, unless it looks like a text.
     std::string Name(std::string_view bytes) const;
+    /// A device id: it stays where it is a number.
+    std::string Device(std::string_view bytes) const;
+    /// A word of the protocol: others stay only where nothing is redacted.
+    std::string Word(std::string_view bytes) const;
     /// JSON of the pipe, compact and in UTF-8. When redacting, texts stay only where they are the protocol's own words,
     /// numbers, ids or names. Empty where it is no JSON.
     std::string Message(std::string_view json) const;

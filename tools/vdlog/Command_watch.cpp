@@ -1,0 +1,125 @@
+// The reasons while the lesson runs.
+#include "tools/vdlog/Commands.h"
+#include "tools/vdlog/LineReader.h"
+#include "tools/vdlog/Platform.h"
+#include "tools/vdlog/Reasons.h"
+#include "tools/vdlog/Story.h"
+#include "tools/vdlog/Text.h"
+#include "tools/vdlog/Watch.h"
+
+#include <CLI/CLI.hpp>
+
+#include <chrono>
+#include <fstream>
+#include <ostream>
+#include <stdexcept>
+#include <string>
+#include <system_error>
+#include <thread>
+#include <vector>
+
+namespace vdipc::log {
+namespace {
+
+/// "vote_deck.2026.11.22.log": the name says the day, and names sort by it.
+bool IsLogName(const std::string& name) {
+    static constexpr std::string_view kShape = "vote_deck.dddd.dd.dd.log";
+    if (name.size() != kShape.size()) {
+        return false;
+    }
+    for (std::size_t i = 0; i < name.size(); ++i) {
+        if (i >= 10 && kShape[i] == 'd' ? name[i] < '0' || name[i] > '9' : name[i] != kShape[i]) {
+            return false;
+        }
+    }
+    return true;
+}
+
+/// The log of the next day that has one, beside this file; empty where there is none.
+std::filesystem::path NextLog(const std::filesystem::path& file) {
+    std::filesystem::path next;
+    const std::string own = file.filename().string();
+    if (!IsLogName(own)) {
+        return next;
+    }
+    std::error_code error;
+    const std::filesystem::path directory =
+        file.has_parent_path() ? file.parent_path() : std::filesystem::path(".");
+    for (std::filesystem::directory_iterator entry(directory, error), end; !error && entry != end;
+         entry.increment(error)) {
+        const std::string name = entry->path().filename().string();
+        if (IsLogName(name) && name > own && (next.empty() || name < next.filename().string())) {
+            next = entry->path();
+        }
+    }
+    return next;
+}
+
+}  // namespace
+
+int Watch(const Options& options, std::ostream& out, const std::function<bool()>& go_on) {
+    const Text text(options.encoding, options.redact);
+    bool telling = false;
+    Reasons reasons(text, [&](const Finding& finding) {
+        // A keypad that nobody pressed is told at the question's end, where it is no news.
+        if (telling && finding.reason != Reason::NoPress) {
+            out << TimeText(finding.moment.time) << "  " << finding.sentence << " [" << NameOf(finding.reason)
+                << ", line " << (finding.lines.empty() ? finding.moment.line : finding.lines.front().line)
+                << "]" << std::endl;
+        }
+    });
+    Story story(reasons);
+    reasons.Follow(story);
+    LineReader reader(story);
+    std::filesystem::path path = PathOf(options.files.at(0));
+    std::ifstream file(path, std::ios::binary);
+    if (!file.is_open()) {
+        throw std::runtime_error("can't open " + options.files.at(0));
+    }
+    std::vector<char> block(1 << 20);
+    while (true) {
+        file.read(block.data(), static_cast<std::streamsize>(block.size()));
+        const auto count = static_cast<std::size_t>(file.gcount());
+        file.clear();
+        if (count > 0) {
+            reader.Feed(block.data(), count);
+            continue;
+        }
+        reader.Settle();
+        story.Settle();
+        if (!telling) {
+            telling = true;
+            out << "Watching " << text.Private(options.files.at(0)) << "; Ctrl-C ends." << std::endl;
+        }
+        // A host that is started on another day writes a file of that day.
+        if (const std::filesystem::path next = NextLog(path); !next.empty()) {
+            reader.EndFile();
+            path = next;
+            file.close();
+            file.open(path, std::ios::binary);
+            continue;
+        }
+        if (!go_on()) {
+            return kDone;
+        }
+    }
+}
+
+namespace {
+
+int RunWatch(const Options& options, std::ostream& out) {
+    if (options.files.size() != 1 || options.files[0] == "-") {
+        throw std::invalid_argument("\"watch\" follows one file");
+    }
+    return Watch(options, out, [] {
+        std::this_thread::sleep_for(std::chrono::milliseconds(200));
+        return true;
+    });
+}
+
+}  // namespace
+
+const CommandEntry kWatchCommand = {
+    "watch", "follows a log that grows, and says each silent press as it comes", nullptr, &RunWatch};
+
+}  // namespace vdipc::log
