@@ -72,19 +72,21 @@ int Watch(const Options& options, std::ostream& out, const std::function<bool()>
     reasons.Follow(story);
     LineReader reader(story);
     std::filesystem::path path = PathOf(options.files.at(0));
-    std::ifstream file(path, std::ios::binary);
-    if (!file.is_open()) {
+    if (!std::ifstream(path, std::ios::binary).is_open()) {
         throw std::runtime_error("can't open " + options.files.at(0));
     }
     std::vector<char> block(1 << 20);
+    std::streamoff position = 0;
     while (true) {
-        file.read(block.data(), static_cast<std::streamsize>(block.size()));
-        const auto count = static_cast<std::size_t>(file.gcount());
-        file.clear();
-        if (count > 0) {
-            reader.Feed(block.data(), count);
-            continue;
+        // Opened anew each time: a stream that has seen the end of a file needn't see more of it.
+        std::ifstream file(path, std::ios::binary);
+        file.seekg(position);
+        while (file) {
+            file.read(block.data(), static_cast<std::streamsize>(block.size()));
+            reader.Feed(block.data(), static_cast<std::size_t>(file.gcount()));
+            position += file.gcount();
         }
+        file.close();
         reader.Settle();
         story.Settle();
         if (!telling) {
@@ -95,8 +97,7 @@ int Watch(const Options& options, std::ostream& out, const std::function<bool()>
         if (const std::filesystem::path next = NextLog(path); !next.empty()) {
             reader.EndFile();
             path = next;
-            file.close();
-            file.open(path, std::ios::binary);
+            position = 0;
             continue;
         }
         if (!go_on()) {

@@ -1,6 +1,8 @@
 // The table of known lines, and the library's source, which it must fit.
 #include "tools/vdlog/KnownLines.h"
 
+#include "tools/vdlog/Reasons.h"
+
 #include <gtest/gtest.h>
 
 #include <algorithm>
@@ -102,6 +104,22 @@ TEST(KnownLines, EachLineOfTheLibrary_HasARow) {
         if (line.first != "IpcHandler::ListenPing") {
             EXPECT_TRUE(rows.contains(line)) << line.first << " \"" << line.second << "\"";
         }
+    }
+}
+
+TEST(KnownLines, EachRowWithAMeaning_StandsInTheDocument) {
+    const std::string document = ReadFile(std::string(VDIPC_SOURCE_DIR) + "/docs/log.md");
+    for (const KnownLine& row : KnownLines()) {
+        const std::string text = row.text.empty() ? "(nothing)" : "`" + std::string(row.text) + "`";
+        const std::string line =
+            "| `" + std::string(row.function) + "` | " + text + " | " + std::string(row.meaning) + " |\n";
+        EXPECT_TRUE(row.meaning.empty() || document.find(line) != std::string::npos)
+            << "docs/log.md lacks the line\n"
+            << line;
+    }
+    for (std::size_t i = 0; i < kReasons; ++i) {
+        const std::string name = "`" + std::string(NameOf(static_cast<Reason>(i))) + "`";
+        EXPECT_NE(document.find(name), std::string::npos) << "docs/log.md lacks the reason " << name;
     }
 }
 
