@@ -15,6 +15,7 @@ extern "C" {  // MinGW's header says nothing of the language
 #include <atomic>
 #include <cstdlib>
 #include <cstring>
+#include <functional>
 #include <future>
 
 // Calls of the system go through the program's import table, where a test can put itself in between.
@@ -55,14 +56,22 @@ HWND FindOwnWindow(const wchar_t* window_class, const wchar_t* title) {
     return nullptr;
 }
 
+/// Looks again and again until the condition holds; false when it didn't in time.
+bool WaitFor(const std::function<bool()>& condition) {
+    const auto deadline = std::chrono::steady_clock::now() + kPatience;
+    while (!condition()) {
+        if (std::chrono::steady_clock::now() > deadline) {
+            return false;
+        }
+        std::this_thread::sleep_for(std::chrono::milliseconds(5));
+    }
+    return true;
+}
+
 /// The window of this process whose class and title these are, as soon as it is there.
 HWND WaitForWindow(const wchar_t* window_class, const wchar_t* title) {
-    const auto deadline = std::chrono::steady_clock::now() + kPatience;
-    HWND window = FindOwnWindow(window_class, title);
-    while (window == nullptr && std::chrono::steady_clock::now() < deadline) {
-        std::this_thread::sleep_for(std::chrono::milliseconds(5));
-        window = FindOwnWindow(window_class, title);
-    }
+    HWND window = nullptr;
+    WaitFor([&] { return (window = FindOwnWindow(window_class, title)) != nullptr; });
     return window;
 }
 
@@ -323,9 +332,10 @@ const ChildJob g_registration_fails("registration fails", [] {
     return 0;
 });
 
-// What the window is made with, and what is done with it before the loop. Noted on the message thread, whose first
-// message comes behind it.
+// What the window is made with, and what is done with it before the loop. Noted on the message thread, and read once the
+// last of it is over.
 struct Made {
+    std::atomic<bool> over{false};
     std::vector<std::string> calls;
     std::wstring title;
     bool as_it_should_be = false;
@@ -357,7 +367,9 @@ BOOL WINAPI NoteShow(HWND window, int command) {
 
 BOOL WINAPI NoteUpdate(HWND window) {
     g_made.calls.emplace_back("update");
-    return g_update_window(window);
+    const BOOL result = g_update_window(window);
+    g_made.over = true;
+    return result;
 }
 
 const ChildJob g_window_arguments("window arguments", [] {
@@ -367,7 +379,7 @@ const ChildJob g_window_arguments("window arguments", [] {
     USBListener::GetInstance();
     const HWND window = WaitForWindow(L"USBWin2", L"The Hello Program");
     CHILD_REQUIRE(window != nullptr);
-    CHILD_REQUIRE(SendMessageW(window, WM_NULL, 0, 0) == 0);
+    CHILD_REQUIRE(WaitFor([] { return g_made.over.load(); }));
     CHILD_REQUIRE((g_made.calls == std::vector<std::string>{"create", "show 0", "update"}));
     CHILD_REQUIRE(g_made.title == L"The Hello Program");
     CHILD_REQUIRE(g_made.as_it_should_be);
@@ -406,11 +418,11 @@ const ChildJob g_failed_message("failed message", [] {
     USBListener::GetInstance();
     const HWND window = WaitForWindow(L"USBWin2", L"The Hello Program");
     CHILD_REQUIRE(window != nullptr);
-    // Answered in the second call: the loop went on, as behind any message.
+    // The loop asks again, and has handled the failure as it handles any message.
+    CHILD_REQUIRE(WaitFor([] { return g_messages_asked >= 2; }));
+    CHILD_REQUIRE(g_messages_handled >= 2 && !g_messages_filtered);
     CHILD_REQUIRE(SendMessageW(window, WM_DEVICECHANGE, 7, 0) == 0);
     CHILD_REQUIRE(IsWindow(window));
-    CHILD_REQUIRE(g_messages_asked == 2 && g_messages_handled == 2);
-    CHILD_REQUIRE(!g_messages_filtered);
     return CloseAndJoin(window);
 });
 
