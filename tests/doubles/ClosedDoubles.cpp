@@ -1,5 +1,7 @@
 #include "doubles/ClosedDoubles.h"
 
+#include "doubles/InsideDouble.h"
+
 #include <algorithm>
 #include <memory>
 #include <mutex>
@@ -166,9 +168,12 @@ void SetLogHandlerInstallHook(std::function<void()> hook) {
 
 }  // namespace vdipc::test
 
+using vdipc::test::InsideDouble;
 using vdipc::test::TheState;
 
-CTrackwire::CTrackwire() : record_(new vdipc::test::TrackwireRecord()) {
+CTrackwire::CTrackwire() : record_(nullptr) {
+    const InsideDouble inside;
+    record_ = new vdipc::test::TrackwireRecord();
     std::lock_guard lock(TheState().mutex);
     ++TheState().trackwires_made;
 }
@@ -178,21 +183,25 @@ CTrackwire::~CTrackwire() {
 }
 
 void CTrackwire::Push(std::string key, std::string value) {
+    const InsideDouble inside;
     static_cast<vdipc::test::TrackwireRecord*>(record_)->pairs.push_back(
         {std::move(key), std::move(value), 's'});
 }
 
 void CTrackwire::Push(std::string key, std::int32_t value) {
+    const InsideDouble inside;
     static_cast<vdipc::test::TrackwireRecord*>(record_)->pairs.push_back(
         {std::move(key), std::to_string(value), 'i'});
 }
 
 void CTrackwire::Push(std::string key, std::uint32_t value) {
+    const InsideDouble inside;
     static_cast<vdipc::test::TrackwireRecord*>(record_)->pairs.push_back(
         {std::move(key), std::to_string(value), 'u'});
 }
 
 void CTrackwire::Logger() {
+    const InsideDouble inside;
     std::lock_guard lock(TheState().mutex);
     TheState().records.push_back(*static_cast<vdipc::test::TrackwireRecord*>(record_));
 }

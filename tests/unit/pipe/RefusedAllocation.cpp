@@ -1,5 +1,7 @@
 #include "RefusedAllocation.h"
 
+#include "doubles/InsideDouble.h"
+
 #include <atomic>
 #include <cstdlib>
 #include <new>
@@ -28,6 +30,10 @@ std::size_t AllocationsOfThread() {
     return 0;
 }
 
+std::size_t AllocationsOutsideDoubles() {
+    return 0;
+}
+
 void WatchAllocationsOfThread(const std::function<void()>*) {}
 
 bool CanRefuseAllocation() {
@@ -44,11 +50,13 @@ namespace {
 std::atomic<std::size_t> g_refused_size{0};
 std::atomic<std::size_t> g_counted_size{0};
 std::atomic<int> g_counted{0};
+std::atomic<std::size_t> g_outside_doubles{0};
 thread_local std::size_t t_allocations = 0;
 thread_local const std::function<void()>* t_watcher = nullptr;
 
 void* Allocate(std::size_t size) noexcept {
     ++t_allocations;
+    g_outside_doubles += vdipc::test::doubles_depth == 0 ? 1u : 0u;
     if (const std::function<void()>* const watcher = std::exchange(t_watcher, nullptr)) {
         (*watcher)();
         t_watcher = watcher;
@@ -112,6 +120,10 @@ int CountedAllocations() {
 
 std::size_t AllocationsOfThread() {
     return t_allocations;
+}
+
+std::size_t AllocationsOutsideDoubles() {
+    return g_outside_doubles;
 }
 
 void WatchAllocationsOfThread(const std::function<void()>* watcher) {

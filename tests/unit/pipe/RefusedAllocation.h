@@ -17,6 +17,8 @@ int CountedAllocations();
 
 /// Calls of operator new on this thread so far.
 std::size_t AllocationsOfThread();
+/// Calls on all threads so far, without those that a double of a closed library makes.
+std::size_t AllocationsOutsideDoubles();
 /// Calls this at each of them from now on, ahead of the allocation, but for those that it makes itself; null ends it.
 void WatchAllocationsOfThread(const std::function<void()>* watcher);
 
