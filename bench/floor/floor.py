@@ -1,0 +1,213 @@
+#!/usr/bin/env python3
+"""Prints what the library costs beside a bare program that makes the same system calls; ./dev bench floor runs it.
+
+Server of Wine, hosts and clients share one processor. A round runs each program once for each operation; ratios are taken
+within a round, and their medians printed with the quartiles. "slim again" is the floor against itself: the noise.
+Requests to the server are counted in runs of their own, as the difference between a long run and a short one.
+"""
+import argparse
+import glob
+import json
+import os
+import re
+import shutil
+import statistics
+import subprocess
+import sys
+import time
+
+PROGRAMS = ("ours", "std", "srw", "srw again")
+# what, how often, on how many keypads; how often for counting, short and long
+OPERATIONS = {
+    "ping": ("ping", 2000, 1, (200, 1200)),
+    "key, one at a time": ("key", 300, 300, (100, 300)),
+    "key, 1,000 at once": ("flood", 1000, 1000, (200, 1000)),
+    "ask for all, 30": ("ask", 30, 30, None),
+    "ask for all, 300": ("ask", 10, 300, None),
+    "ask for all, 3,000": ("ask", 4, 3000, None),
+    "arrival, 3,000": ("arrive", 3000, 0, (100, 300)),
+}
+PREFIX = re.compile(r"\[\d{4}-\d\d-\d\d \d\d:\d\d:\d\d\.\d{3}\]\[\w+\]\[[0-9a-f]+\] ")
+
+
+def say(text):
+    print(text, file=sys.stderr, flush=True)
+
+
+class Bench:
+    def __init__(self, program, folder, processor):
+        self.folder = folder
+        self.pin = ["taskset", "-c", str(processor)]
+        shutil.rmtree(folder, ignore_errors=True)
+        os.makedirs(folder)
+        self.program = shutil.copy(program, folder)
+        self.server = None
+
+    def start_server(self, requests=None):
+        subprocess.run(["wineserver", "-k"], stderr=subprocess.DEVNULL)
+        subprocess.run(["wineserver", "-w"])
+        command = self.pin + ["wineserver", "-f"]
+        if requests:
+            self.server = subprocess.Popen(command + ["-d1"], stdout=subprocess.DEVNULL, stderr=open(requests, "wb"))
+        else:
+            self.server = subprocess.Popen(command, stdout=subprocess.DEVNULL, stderr=subprocess.DEVNULL)
+        time.sleep(1)
+        subprocess.run(self.pin + ["wine", "cmd", "/c", "exit"], stdin=subprocess.DEVNULL, stdout=subprocess.DEVNULL,
+                       stderr=subprocess.DEVNULL)
+
+    def stop_server(self):
+        subprocess.run(["wineserver", "-k"], stderr=subprocess.DEVNULL)
+        if self.server:
+            self.server.wait()
+            self.server = None
+
+    def clean(self, keypads):
+        for path in glob.glob(self.folder + "/*.log") + glob.glob(self.folder + "/*devices.json"):
+            os.remove(path)
+        with open(self.folder + "/devices.json", "w", encoding="ascii") as file:
+            json.dump({"TQ1": [str(keypad) for keypad in range(1, keypads + 1)]}, file)
+
+    def run(self, program, what, count, keypads):
+        """Median microseconds of one operation."""
+        ours = program == "ours"
+        for attempt in range(3):
+            self.clean(keypads)
+            wine = self.pin + ["wine", self.program]
+            host = subprocess.Popen(
+                wine + ["host", program.split()[0], str(keypads), self.lines_file(what, keypads)], cwd=self.folder,
+                stdin=subprocess.DEVNULL, stdout=subprocess.DEVNULL, stderr=subprocess.DEVNULL)
+            try:
+                client = subprocess.run(
+                    wine + ["client", what, str(count), str(keypads), "ours" if ours else "bare"], cwd=self.folder,
+                    stdin=subprocess.DEVNULL, capture_output=True, text=True, timeout=300)
+                if client.returncode == 0:
+                    host.wait(30)
+                    return float(client.stdout)
+                say(f"{program}, {what}: {client.stderr.strip()}")
+            except subprocess.TimeoutExpired:
+                say(f"{program}, {what}: no end, once more")
+            finally:
+                host.kill()
+                host.wait()
+        sys.exit("floor.py: the program can't be measured")
+
+    def lines_file(self, what, keypads):
+        # An own name for each, as an "ask" has lines for each keypad. Relative: it is a path of Windows, too.
+        return f"lines-{'ask-' + str(keypads) if what == 'ask' else 'each'}.txt"
+
+    def messages(self):
+        text = "".join(open(path, encoding="latin-1", newline="").read() for path in glob.glob(self.folder + "/vote_deck*.log"))
+        return [PREFIX.sub("", line) for line in re.split(r"\r\n(?=\[\d{4}-)|\r\n$", text) if PREFIX.match(line)]
+
+    def record_lines(self):
+        """The library's lines of each operation, from a run that does it once."""
+        def write(path, operations):
+            with open(os.path.join(self.folder, path), "w", encoding="latin-1", newline="\n") as file:
+                for name, lines in operations.items():
+                    file.write(f"@{name}\n")
+                    for line in lines:
+                        file.write("| " + line.replace("\n", "\n+ ") + "\n")
+
+        def after(start, keep_first):
+            lines = self.messages()
+            index = next(i for i, line in enumerate(lines) if start(line))
+            return lines[index if keep_first else index + 1:]
+
+        each = {}
+        for name, what, keypads, mark in (("key", "key", 1, "VoteDeckObject_TQ::OnKeyEvent:"),
+                                          ("arrive", "arrive", 0, "VoteDeckObject_TQ::OnBindCard:"),
+                                          ("ping", "ping", 1, "IpcHandler::OnIpcPingreceived:")):
+            self.run("ours", what, 1, keypads)
+            each[name] = after(lambda line: line.startswith(mark), True)
+            say(f"{name}: {len(each[name])} lines")
+        write("lines-each.txt", {**each, "ask": ["none"]})
+        for _, (what, _, keypads, _) in OPERATIONS.items():
+            if what == "ask":
+                self.run("ours", what, 1, keypads)
+                asked = after(lambda line: line.startswith("IpcHandler::RouteMessage:") and '"ask"' in line, False)
+                say(f"ask for {keypads}: {len(asked)} lines")
+                write(f"lines-ask-{keypads}.txt", {**each, "ask": asked})
+
+
+def cost(bench, keypads):
+    """What the library costs a machine: the middle of five runs, for each figure."""
+    runs = []
+    for _ in range(5):
+        bench.clean(0)
+        text = subprocess.run(bench.pin + ["wine", bench.program, "cost", str(keypads)], cwd=bench.folder,
+                              stdin=subprocess.DEVNULL, capture_output=True, text=True, timeout=120).stdout
+        runs.append({key: float(value) for key, value in re.findall(r"(\w+)=([0-9.]+)", text)})
+    return {key: [min(run[key] for run in runs), statistics.median(run[key] for run in runs), max(run[key] for run in runs)]
+            for key in runs[0]}
+
+
+def count_requests(bench, operation, program):
+    what, _, keypads, counts = OPERATIONS[operation]
+    totals = []
+    for count in counts:
+        log = os.path.join(bench.folder, "requests.txt")
+        bench.start_server(log)
+        bench.run(program, what, count, max(keypads, count) if keypads > 1 else keypads)
+        bench.stop_server()
+        # "0024: create_event( ... )" is a request; "0024: create_event() = 0 {...}" its answer.
+        with open(log, encoding="latin-1") as file:
+            totals.append(sum(1 for line in file if re.match(r"[0-9a-f]{4}: [a-z_]+\(", line) and "() = " not in line))
+        os.remove(log)
+    return (totals[1] - totals[0]) / (counts[1] - counts[0])
+
+
+def main():
+    parser = argparse.ArgumentParser(description=__doc__, formatter_class=argparse.RawDescriptionHelpFormatter)
+    parser.add_argument("--rounds", type=int, default=8)
+    parser.add_argument("--processor", type=int, default=0)
+    parser.add_argument("--only", help="operations whose name holds this")
+    parser.add_argument("--no-requests", action="store_true", help="times alone")
+    parser.add_argument("program", help="vdipc_floor.exe")
+    parser.add_argument("folder", help="where hosts run; emptied")
+    arguments = parser.parse_args()
+    chosen = [name for name in OPERATIONS if not arguments.only or arguments.only in name]
+    bench = Bench(arguments.program, os.path.abspath(arguments.folder), arguments.processor)
+    try:
+        bench.start_server()
+        bench.record_lines()
+        times = {name: {program: [] for program in PROGRAMS} for name in chosen}
+        for number in range(arguments.rounds):
+            for name in chosen:
+                what, count, keypads, _ = OPERATIONS[name]
+                # Another one goes first each time.
+                order = PROGRAMS[number % len(PROGRAMS):] + PROGRAMS[:number % len(PROGRAMS)]
+                for program in order:
+                    times[name][program].append(bench.run(program, what, count, keypads))
+            say(f"round {number + 1} of {arguments.rounds}")
+        costs = cost(bench, 1000)
+        bench.stop_server()
+        requests = {}
+        if not arguments.no_requests:
+            for name in chosen:
+                if OPERATIONS[name][3]:
+                    requests[name] = [count_requests(bench, name, program) for program in PROGRAMS[:3]]
+                    say(f"requests of {name} counted")
+    finally:
+        bench.stop_server()
+
+    def ratio(name, program, to):
+        values = sorted(a / b for a, b in zip(times[name][program], times[name][to]))
+        if len(values) < 2:
+            return f"{values[0]:.2f}"
+        low, middle, high = statistics.quantiles(values, n=4)
+        return f"{middle:.2f} ({low:.2f} to {high:.2f})"
+
+    print("| | ours, us | std, us | srw, us | ours : std | ours : srw | srw again : srw | requests: ours / std / srw |")
+    print("|---|---:|---:|---:|---|---|---|---|")
+    for name in chosen:
+        row = [f"{statistics.median(times[name][program]):,.1f}" for program in PROGRAMS[:3]]
+        row += [ratio(name, "ours", "std"), ratio(name, "ours", "srw"), ratio(name, "srw again", "srw")]
+        row.append(" / ".join(f"{value:.1f}" for value in requests[name]) if name in requests else "")
+        print(f"| {name} | " + " | ".join(row) + " |")
+    print("\nleast, middle and most of five runs: " + "; ".join(
+        f"{key} " + " ".join(f"{value:.1f}" for value in values) for key, values in costs.items()))
+    print(f"\n{arguments.rounds} rounds; load of the machine at the end: {os.getloadavg()[0]:.1f}")
+
+
+if __name__ == "__main__":
+    main()
