@@ -4,13 +4,11 @@
 #include "tools/common/ShortForms.h"
 #include "tools/common/Stage.h"
 #include "tools/common/WideText.h"
-#include "tools/vdclient/Desk.h"
-#include "vdipc/client/Connection.h"
+#include "vdipc/client/Client.h"
 
 #include <CLI/CLI.hpp>
 #include <json/json.h>
 
-#include <shellapi.h>
 #include <windows.h>
 
 #include <atomic>
@@ -20,6 +18,7 @@
 #include <iostream>
 #include <memory>
 #include <mutex>
+#include <optional>
 #include <set>
 #include <stdexcept>
 #include <string>
@@ -36,6 +35,7 @@ constexpr int kExitNobodyServes = 3;
 constexpr int kExitAnotherClient = 4;
 constexpr int kExitConnectionLost = 5;
 constexpr int kExitEventMissing = 6;
+constexpr int kExitNotServed = 7;
 
 struct Options {
     std::uint32_t timeout_ms = 10000;
@@ -44,8 +44,6 @@ struct Options {
     std::string wait_event;
     std::string classroom = Utf8FromWide(OwnDirectory()) + "classroom.port";
     bool raw = false;
-    int page_port = 0;
-    bool open = false;
     std::vector<std::string> words;
 };
 
@@ -64,28 +62,32 @@ bool ParseJson(const std::string& text, Json::Value& value, std::string& errors)
 /// What came over the pipe, told to whoever waits for it.
 class Console {
 public:
-    explicit Console(Connection& client) : client_(client) {}
+    explicit Console(Client& client) : client_(client) {}
 
     void ReadUntilLost() {
-        Frame frame;
-        while (client_.Read(frame)) {
-            Show(frame);
+        while (const std::optional<Incoming> next = client_.Next()) {
+            if (std::holds_alternative<ConnectionLost>(next->what)) {
+                break;
+            }
+            Show(next->frame);
         }
         const std::lock_guard lock(mutex_);
         lost_ = true;
         changed_.notify_all();
     }
 
-    bool Send(const std::string& bytes) { return client_.Write(bytes); }
+    /// Returns when the library's side has taken it.
+    bool Send(const std::string& bytes) {
+        return client_.SendBytes(bytes) == SendResult::Queued && client_.Flush(kForever);
+    }
 
     void PingEvery(std::uint32_t milliseconds) {
-        std::unique_lock lock(mutex_);
-        while (!lost_) {
-            ping_sent_ = std::chrono::steady_clock::now();
-            if (!client_.Write(PingBytes())) {
-                return;
-            }
-            changed_.wait_for(lock, std::chrono::milliseconds(milliseconds), [this] { return lost_; });
+        while (const auto time = client_.Ping(kForever)) {
+            Json::Value value;
+            value["ping-reply"] = true;
+            value["ms"] = time->count();
+            Print(Compact(value));
+            WaitUntilLost(milliseconds);
         }
     }
 
@@ -119,11 +121,8 @@ private:
         Json::Value value;
         std::string errors;
         if (IsPingReply(frame)) {
-            const std::lock_guard lock(mutex_);
+            // Of a ping that was typed as bytes.
             value["ping-reply"] = true;
-            value["ms"] =
-                std::chrono::duration<double, std::milli>(std::chrono::steady_clock::now() - ping_sent_)
-                    .count();
         } else if (!IsMessage(frame) || !ParseJson(frame.payload, value, errors)) {
             value["frame"]["type"] = frame.type;
             value["frame"]["command"] = frame.command;
@@ -137,12 +136,11 @@ private:
         }
     }
 
-    Connection& client_;
+    Client& client_;
     std::mutex mutex_;
     std::condition_variable changed_;
     std::set<std::string> seen_;
     bool lost_ = false;
-    std::chrono::steady_clock::time_point ping_sent_;
     std::mutex print_mutex_;
 };
 
@@ -181,46 +179,22 @@ std::string BytesOfLine(const std::string& line, bool raw) {
 
 constexpr std::string_view kClassroomWord = "classroom ";
 
-/// The port of the simulated classroom, which is given or stands in the file that is; 0 where there is none.
-int ClassroomPort(const std::string& where) {
-    const bool number = !where.empty() && where.find_first_not_of("0123456789") == std::string::npos;
-    const std::string port = number ? where : ReadWholeFile(WideFromUtf8(where));
-    const bool good =
-        !port.empty() && port.size() <= 5 && port.find_first_not_of("0123456789") == std::string::npos;
-    return good ? std::stoi(port) : 0;
-}
-
 /// What the simulated classroom answers to one action, or to the word "state". `where` is its port, or the file that
 /// holds it. Raises std::runtime_error with words for the user.
 std::string AskClassroom(const std::string& where, const std::string& words) {
-    const int port = ClassroomPort(where);
-    if (port == 0) {
+    const bool number = !where.empty() && where.find_first_not_of("0123456789") == std::string::npos;
+    const std::string port = number ? where : ReadWholeFile(WideFromUtf8(where));
+    if (port.empty() || port.size() > 5 || port.find_first_not_of("0123456789") != std::string::npos) {
         throw std::runtime_error("no simulated classroom's port in " + where +
                                  "; name it, or its file beside the host, with --classroom");
     }
-    ClassroomClient classroom(port);
+    ClassroomClient classroom(std::stoi(port));
     return CompactJson(words == "state" ? classroom.State() : classroom.Do(ParseJsonText(words)));
 }
 
 int Complain(const std::string& words, int code) {
     std::cerr << "vdclient: " << words << std::endl;
     return code;
-}
-
-/// Serves the teacher's page until the process ends.
-int ServePage(const Options& options) {
-    static Desk desk([&options] { return ClassroomPort(options.classroom); });
-    try {
-        const std::string address =
-            "http://127.0.0.1:" + std::to_string(desk.Listen(options.page_port)) + "/";
-        std::cout << "Teacher's page on " << address << std::endl;
-        if (options.open) {
-            ShellExecuteW(nullptr, L"open", WideFromUtf8(address).c_str(), nullptr, nullptr, SW_SHOWNORMAL);
-        }
-    } catch (const std::runtime_error& error) {
-        return Complain(std::string(error.what()) + "; name another one, or none for any", kExitUsage);
-    }
-    desk.Run();
 }
 
 int Run(const Options& options) {
@@ -235,8 +209,11 @@ int Run(const Options& options) {
         }
     }
     // Threads that still wait for the pipe when the program ends use these two, so no destructor may meet them.
-    static Connection client;
-    switch (const ConnectResult result = client.Open(std::chrono::milliseconds(options.timeout_ms))) {
+    ClientOptions how;
+    how.connect_timeout = std::chrono::milliseconds(options.timeout_ms);
+    how.reconnect = false;
+    static Client client(how);
+    switch (const ConnectResult result = client.Connect()) {
     case ConnectResult::Connected:
         break;
     case ConnectResult::NobodyServes:
@@ -244,6 +221,8 @@ int Run(const Options& options) {
                         kExitNobodyServes);
     case ConnectResult::AnotherClient:
         return Complain(Describe(result), kExitAnotherClient);
+    case ConnectResult::NotServed:
+        return Complain(Describe(result), kExitNotServed);
     default:
         return Complain(Describe(result) + ": " + client.LastError(), kExitNobodyServes);
     }
@@ -311,26 +290,19 @@ int main() {
            "port of the simulated classroom, or the file that holds it: lines \"classroom {JSON}\" move it, "
            "\"classroom state\" shows it")
         ->capture_default_str();
-    auto* const page =
-        app.add_option("--page", options.page_port,
-                       "serve a page on 127.0.0.1 that sends commands and shows events, until the program "
-                       "is ended; on this port, or on any free one")
-            ->expected(0, 1)
-            ->check(CLI::Range(0, 65535));
-    app.add_flag("--open", options.open, "open the page in the browser")->needs(page);
     app.add_option("command", options.words, "a command in its short form, or one JSON object");
     app.positionals_at_end();
     app.allow_windows_style_options(false);
     app.footer(ShortFormHelp() + "Exit codes: 0 done, 2 bad words, 3 nobody serves the pipe, 4 another "
                                  "client holds it, 5 connection lost,\n"
-                                 "6 the event of --wait has not come.");
+                                 "6 the event of --wait has not come, 7 connected, but not served.");
     std::vector<std::string> arguments = Utf8Arguments();
     try {
         app.parse(std::vector<std::string>(arguments.rbegin(), arguments.rend()));
     } catch (const CLI::ParseError& error) {
         return app.exit(error);
     }
-    const int code = page->count() > 0 ? ServePage(options) : Run(options);
+    const int code = Run(options);
     std::fflush(stdout);
     std::_Exit(code);
 }

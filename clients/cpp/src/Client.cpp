@@ -274,9 +274,11 @@ private:
 
     /// With the lock.
     void Take(Frame frame) {
-        if (IsPingReply(frame)) {
+        if (IsPingReply(frame) && replies_ < pings_) {
             ++replies_;
             changed_.notify_all();
+        } else if (IsPingReply(frame)) {
+            Push({Event(UnknownEvent{"a reply that no ping asked for"}), std::move(frame)});
         } else if (IsMessage(frame)) {
             Event event = ParseEvent(frame.payload);
             Push({std::move(event), std::move(frame)});

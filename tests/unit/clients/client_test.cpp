@@ -192,7 +192,6 @@ TEST_F(ClientTest, ApplicationThatTakesNothing_DoesNotStopTheReader) {
     for (int i = 1; i <= 10000; ++i) {
         bytes += Activation(i);
     }
-    bytes += kPingReply;
     // In pieces that cut frames anywhere.
     for (std::size_t at = 0; at < bytes.size(); at += 3001) {
         server_.Write(bytes.substr(at, 3001));
@@ -275,6 +274,14 @@ TEST_F(ClientTest, Ping_WaitsForItsOwnReply) {
     server.join();
     EXPECT_EQ(client_->Waiting(), 1U);
     EXPECT_FALSE(client_->Ping(milliseconds(50)));
+}
+
+TEST_F(ClientTest, ReplyThatNoPingAskedFor_IsPassedOn) {
+    Meet();
+    server_.Write(kPingReply);
+    const std::optional<Incoming> next = client_->Next(kSoon);
+    ASSERT_TRUE(next && next->As<UnknownEvent>() != nullptr);
+    EXPECT_TRUE(IsPingReply(next->frame));
 }
 
 TEST_F(ClientTest, FrameOfAnUnknownKind_IsPassedOnAsItIs) {
