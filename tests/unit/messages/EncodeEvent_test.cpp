@@ -364,10 +364,39 @@ TEST(EncodeEvent, NewRecords_CarryTheNumbersOfTheirEvents) {
     EXPECT_EQ(static_cast<int>(EventVoiceRecord().event_type), 9);
 }
 
-TEST(EncodeEvent, TypeNumber_IsNotRead) {
-    EventArrived event;
-    event.event_type = EventType::Removed;
-    EXPECT_EQ(Sent(event)["event"].asString(), "arrived");
+template <typename Event>
+class EachEvent : public testing::Test {};
+
+using AllEvents = testing::Types<EventDeviceInited, EventArrived, EventRemoved, EventActivated,
+                                 EventInactivated, EventKeyPressed, EventAudioRecognized, EventVoiceEvaluated,
+                                 EventEvaluated, EventVoiceRecord>;
+TYPED_TEST_SUITE(EachEvent, AllEvents);
+
+TYPED_TEST(EachEvent, TypeNumber_IsNotRead) {
+    TypeParam event;
+    const std::string text = MessageCodec::EncodeEvent(event);
+    for (int number = -1; number <= 10; ++number) {
+        event.event_type = static_cast<EventType>(number);
+        EXPECT_EQ(MessageCodec::EncodeEvent(event), text) << number;
+    }
+}
+
+template <typename Event>
+class EachTemplate : public testing::Test {};
+
+using AllTemplates = testing::Types<EventAudioRecognized, EventVoiceEvaluated, EventEvaluated>;
+TYPED_TEST_SUITE(EachTemplate, AllTemplates);
+
+TYPED_TEST(EachTemplate, TypeNumber_IsNotLookedAtWhenItIsReadBack) {
+    TypeParam event;
+    event.extra = "file.wav";
+    const std::string text = MessageCodec::EncodeEvent(event);
+    for (int number = -1; number <= 10; ++number) {
+        TypeParam read;
+        read.event_type = static_cast<EventType>(number);
+        EXPECT_TRUE(MessageCodec::DecodeEvent(text, &read)) << number;
+        EXPECT_EQ(read.extra, "file.wav");
+    }
 }
 
 TEST(EncodeEvent, TextWithQuotesControlCharactersAndZero_ComesBackWhole) {

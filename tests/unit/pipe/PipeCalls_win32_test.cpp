@@ -58,8 +58,9 @@ struct Calls {
     std::size_t events = 0;    // made
     std::vector<HANDLE> open;  // made and not closed
     std::vector<HANDLE> signalled;
-    HANDLE pipe = nullptr;     // whose reads and writes are noted
-    std::vector<DWORD> reads;  // bytes asked for
+    std::vector<DWORD> closers;  // the threads that closed events
+    HANDLE pipe = nullptr;       // whose reads and writes are noted
+    std::vector<DWORD> reads;    // bytes asked for
     std::vector<DWORD> writes;
     std::vector<std::string> pipes_made;  // the arguments of each
 
@@ -97,7 +98,9 @@ BOOL WINAPI NoteSetEvent(HANDLE event) {
 BOOL WINAPI NoteCloseHandle(HANDLE handle) {
     {
         const std::lock_guard lock(g_calls->mutex);
-        std::erase(g_calls->open, handle);
+        if (std::erase(g_calls->open, handle) > 0) {
+            g_calls->closers.push_back(GetCurrentThreadId());
+        }
     }
     return g_close_handle(handle);
 }
@@ -255,7 +258,9 @@ TEST_F(PipeServerTest, DisconnectWhileConnectWaits_SignalsItsEventAndLeavesItToC
     EXPECT_FALSE(connected.get());
     EXPECT_EQ(notes.calls.signalled, std::vector<HANDLE>{event});
     EXPECT_EQ(notes.calls.Events(), 1u);
-    EXPECT_EQ(notes.calls.Open(), std::vector<HANDLE>{}) << "Connect closes what it finds in its field";
+    EXPECT_EQ(notes.calls.Open(), std::vector<HANDLE>{});
+    ASSERT_EQ(notes.calls.closers.size(), 1u);
+    EXPECT_NE(notes.calls.closers[0], GetCurrentThreadId()) << "Connect closes what it finds in its field";
     EXPECT_EQ(PipeServerAccess::ConnectEvent(server_), nullptr);
 }
 
