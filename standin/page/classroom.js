@@ -49,6 +49,8 @@ function anyAction() {
 const keypads = new Keypads(world, act);
 const together = new Together(world, keypads, act);
 keypads.changed = () => together.update();
+// Beneath an open dialog nothing is seen or announced.
+keypads.dialog.opened = (open) => (open ? keypads.dialog.element : document.querySelector('main')).append(said.element);
 const receivers = new Receivers(world, act);
 const speech = new Speech(world, act);
 const faults = new Faults(world, act);

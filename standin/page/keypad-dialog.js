@@ -13,6 +13,7 @@ export class KeypadDialog {
   /// `act(action)` does an action and says what became of it.
   constructor(world, act) {
     this.world = world;
+    this.opened = () => {};
     const id = () => ({kind: this.#keypad.kind, keypad: this.#keypad.keypad});
     this.title = h('h2', {id: 'keypad-title'});
     this.power = button('', () => act({do: this.#keypad.connected ? 'leave' : 'connect', ...id()}));
@@ -38,6 +39,7 @@ export class KeypadDialog {
     }
     this.element = h('dialog', {'aria-labelledby': 'keypad-title', onclose: () => {
       this.#keypad = null;
+      this.opened(false);
     }},
     h('div', {class: 'stack'},
       h('div', {class: 'row'}, h('span', {class: 'simulated'}, common.simulated), this.title),
@@ -53,6 +55,7 @@ export class KeypadDialog {
     this.flaws.show(keypad.kind);
     this.update();
     this.element.showModal();
+    this.opened(true);
   }
 
   update() {

@@ -135,6 +135,7 @@ test('WavFile_DroppedOnAKeypadOrChosen_Arrives', async () => {
   const now = (await host.state('?keypads=0')).saw;
   await dialog.getByRole('button', {name: 'Speak'}).click();
   assert.equal((await until('the recording', () => recording(now + 1))).args.size, 3333);
+  await dialog.getByRole('status').getByText('1 callback').waitFor();
   await page.keyboard.press('Escape');
   assert.match(await page.evaluate(() => document.activeElement.getAttribute('aria-label')), /^Keypad 8,/);
 });

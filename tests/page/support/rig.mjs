@@ -183,7 +183,7 @@ export class Browser {
     const browser = new Browser();
     browser.complaints = [];
     browser.browser = await chromium.launch({executablePath: process.env.VDIPC_CHROMIUM || '/usr/bin/chromium',
-      args: ['--no-sandbox', ...args]});
+      args: ['--no-sandbox', '--disable-dev-shm-usage', ...args]});
     return browser;
   }
 
