@@ -18,6 +18,7 @@ struct State {
     std::vector<std::string> speech_calls;
     std::function<void(const std::string&)> speech_hook;
     int speech_result = 0;
+    bool speech_start_result = true;
     Factories factories;
     VoteDeckLogHandler log_handler = nullptr;
     std::function<void()> log_handler_hook;
@@ -90,6 +91,7 @@ void ResetClosedDoubles() {
     state.speech_calls.clear();
     state.speech_hook = nullptr;
     state.speech_result = 0;
+    state.speech_start_result = true;
     state.factories = Factories();
     state.log_handler = nullptr;
     state.log_handler_hook = nullptr;
@@ -150,6 +152,11 @@ void SetSpeechCallHook(std::function<void(const std::string& call)> hook) {
 void SetSpeechRequestResult(int result) {
     std::lock_guard lock(TheState().mutex);
     TheState().speech_result = result;
+}
+
+void SetSpeechStartResult(bool result) {
+    std::lock_guard lock(TheState().mutex);
+    TheState().speech_start_result = result;
 }
 
 Factories& ClosedFactories() {
@@ -261,7 +268,7 @@ bool SpeechRecognizer::start(std::size_t worker_threads) {
                               engine.started = true;
                               engine.worker_threads = worker_threads;
                           });
-    return true;
+    return TheState().speech_start_result;
 }
 
 int SpeechRecognizer::recognize(const RecognizeRequest& request) {
@@ -292,7 +299,7 @@ bool SpeechEvaluator::start(std::size_t worker_threads) {
                               engine.started = true;
                               engine.worker_threads = worker_threads;
                           });
-    return true;
+    return TheState().speech_start_result;
 }
 
 int SpeechEvaluator::evaluate(const EvaluateRequest& request) {

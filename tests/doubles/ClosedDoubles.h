@@ -71,6 +71,8 @@ std::vector<std::string> SpeechCalls();
 void SetSpeechCallHook(std::function<void(const std::string& call)> hook);
 /// What recognize and evaluate return; 0 at reset.
 void SetSpeechRequestResult(int result);
+/// What start returns; true at reset.
+void SetSpeechStartResult(bool result);
 
 /// What the factories hand out; null at reset. Calls are counted.
 struct Factories {

@@ -4,6 +4,7 @@
 #include "common/Clock.h"
 #include "common/Event.h"
 #include "common/Guid.h"
+#include "pipe/PipeIO.h"
 
 #include <cstddef>
 #include <cstdint>
@@ -63,6 +64,8 @@ void FailNextQueueTimerDeletion(std::uint32_t error);
 
 /// Lets the next creation of the server's pipe fail with this error.
 void FailNextServerPipe(std::uint32_t error);
+/// Whether the server waits for a client on this instance.
+bool NativeServerWaits(PipeHandle pipe);
 /// Opens the client's end of the server's pipe: a connected socket, or -1 when there is no free instance within the
 /// time.
 int OpenNativeServerPipe(std::uint32_t milliseconds);

@@ -92,6 +92,10 @@ bool CloseServerEnd(PipeHandle server) {
     return close(static_cast<int>(reinterpret_cast<std::intptr_t>(server))) == 0;
 }
 
+bool WaitsForClient(PipeHandle server) {
+    return NativeServerWaits(server);
+}
+
 std::unique_ptr<ClientEnd> OpenServerPipe(std::chrono::milliseconds timeout) {
     const int socket = OpenNativeServerPipe(static_cast<std::uint32_t>(timeout.count()));
     return socket < 0 ? nullptr : std::make_unique<SocketClientEnd>(socket);

@@ -100,6 +100,12 @@ void FailNextServerPipe(std::uint32_t error) {
     g_creation_error = error;
 }
 
+bool NativeServerWaits(PipeHandle pipe) {
+    std::lock_guard lock(g_mutex);
+    const auto found = g_instances.find(pipe);
+    return found != g_instances.end() && found->second.connect_event != nullptr && !found->second.taken;
+}
+
 int OpenNativeServerPipe(std::uint32_t milliseconds) {
     std::unique_lock lock(g_mutex);
     Instance* free = nullptr;

@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <cctype>
 #include <condition_variable>
+#include <cstddef>
 #include <iterator>
 #include <mutex>
 
@@ -82,6 +83,11 @@ LogLine ParseLogLine(LogLevel level, const std::string& text) {
     return line;
 }
 
+bool EndsInNumber(const std::string& text, const std::string& before) {
+    return text.size() > before.size() && text.compare(0, before.size(), before) == 0 &&
+           std::all_of(text.begin() + static_cast<std::ptrdiff_t>(before.size()), text.end(), IsDigit);
+}
+
 LogCapture::LogCapture() {
     std::lock_guard lock(g_captures_mutex);
     outer_ = g_youngest;
@@ -142,6 +148,13 @@ bool LogCapture::Contains(LogLevel level, const std::string& text) const {
     std::lock_guard lock(g_captures_mutex);
     return std::any_of(lines_.begin(), lines_.end(), [level, &text](const LogLine& line) {
         return line.level == level && line.message.find(text) != std::string::npos;
+    });
+}
+
+bool LogCapture::Has(LogLevel level, const std::string& rest) const {
+    std::lock_guard lock(g_captures_mutex);
+    return std::any_of(lines_.begin(), lines_.end(), [level, &rest](const LogLine& line) {
+        return line.level == level && line.rest == rest;
     });
 }
 

@@ -26,6 +26,9 @@ struct LogLine {
 
 LogLine ParseLogLine(LogLevel level, const std::string& text);
 
+/// Whether a text is `before` and a decimal number, for lines that end in a number of the system's own.
+bool EndsInNumber(const std::string& text, const std::string& before);
+
 /// Installs itself as the sink and puts the former sink back at its end. Captures nest: the youngest gets the lines.
 /// All members on any thread.
 class LogCapture {
@@ -51,6 +54,9 @@ public:
     bool Contains(const std::string& text) const;
     /// Whether a message at this level contains the text.
     bool Contains(LogLevel level, const std::string& text) const;
+    /// Whether the rest of a line at this level is exactly this. What a line says is asked in this way: a part of it tells
+    /// nothing of its end.
+    bool Has(LogLevel level, const std::string& rest) const;
     /// How many messages contain the text.
     std::size_t Count(const std::string& text) const;
     /// Waits until a message contains the text; false when the time is over.

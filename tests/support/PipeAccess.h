@@ -3,6 +3,7 @@
 
 #include "pipe/PipeIO.h"
 #include "pipe/PipeServer.h"
+#include "support/PipeEnds.h"
 
 #include <cstddef>
 #include <cstdint>
@@ -34,6 +35,10 @@ struct PipeServerAccess {
     static PipeHandle Pipe(const PipeServer& server) { return server.pipe_; }
     static PipeIO* Io(const PipeServer& server) { return server.pipe_io_; }
     static EventHandle ConnectEvent(const PipeServer& server) { return server.connect_event_; }
+    /// Whether a client that opens the pipe now is served. The event alone, which comes first, doesn't tell.
+    static bool WaitsForClient(const PipeServer& server) {
+        return ConnectEvent(server) != nullptr && test::WaitsForClient(Pipe(server));
+    }
     static void CreateServerPipe(PipeServer& server) { server.CreateServerPipe(); }
     static void OnPipeDataReceived(PipeServer& server, const PipeData& data) {
         server.OnPipeDataReceived(data);

@@ -53,6 +53,9 @@ bool CloseServerEnd(PipeHandle server);
 /// Opens the library's pipe; null when nobody serves it, or no instance is free, within the time.
 std::unique_ptr<ClientEnd> OpenServerPipe(std::chrono::milliseconds timeout = kPipePatience);
 
+/// Whether the system has been asked to wait for a client on this server's end: one that opens the pipe now is served.
+bool WaitsForClient(PipeHandle server);
+
 /// Bytes of a frame: the three numbers, then the payload.
 std::string FrameBytes(std::int32_t type, std::int32_t length, std::int32_t command,
                        const std::string& payload = {});

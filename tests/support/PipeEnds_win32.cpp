@@ -1,11 +1,19 @@
 #include "support/PipeEnds.h"
 
 #include "pipe/PipeServer.h"
+#include "support/ImportHook_win32.h"
 
 #include <windows.h>
 
 #include <atomic>
+#include <mutex>
+#include <set>
 #include <thread>
+
+extern "C" {
+extern void* __imp_ConnectNamedPipe;
+extern void* __imp_CreateNamedPipeA;
+}
 
 namespace vdipc::test {
 namespace {
@@ -91,6 +99,43 @@ HANDLE OpenClient(const char* name) {
                        nullptr);
 }
 
+/// Server's ends on which the system waits for a client, or has waited for the one that came. Nothing but the call itself
+/// tells when that has begun.
+struct Waits {
+    std::mutex mutex;
+    std::set<HANDLE> pipes;
+};
+Waits g_waits;
+
+decltype(&CreateNamedPipeA) g_create = nullptr;
+decltype(&ConnectNamedPipe) g_connect = nullptr;
+
+HANDLE WINAPI NoteCreation(const char* name, DWORD open_mode, DWORD pipe_mode, DWORD most, DWORD out,
+                           DWORD in, DWORD timeout, SECURITY_ATTRIBUTES* security) {
+    const HANDLE pipe = g_create(name, open_mode, pipe_mode, most, out, in, timeout, security);
+    const DWORD error = GetLastError();
+    {
+        std::lock_guard lock(g_waits.mutex);
+        g_waits.pipes.erase(pipe);
+    }
+    SetLastError(error);
+    return pipe;
+}
+
+BOOL WINAPI NoteWait(HANDLE pipe, OVERLAPPED* overlapped) {
+    const BOOL connected = g_connect(pipe, overlapped);
+    const DWORD error = GetLastError();
+    if (connected == FALSE && error == ERROR_IO_PENDING) {
+        std::lock_guard lock(g_waits.mutex);
+        g_waits.pipes.insert(pipe);
+    }
+    SetLastError(error);
+    return connected;
+}
+
+const ImportHook g_creation_hook(&__imp_CreateNamedPipeA, &NoteCreation, &g_create);
+const ImportHook g_wait_hook(&__imp_ConnectNamedPipe, &NoteWait, &g_connect);
+
 class WindowsPipePair : public PipePair {
 public:
     WindowsPipePair() {
@@ -123,6 +168,11 @@ std::unique_ptr<PipePair> MakePipePair() {
 bool CloseServerEnd(PipeHandle server) {
     DisconnectNamedPipe(server);
     return CloseHandle(server) != FALSE;
+}
+
+bool WaitsForClient(PipeHandle server) {
+    std::lock_guard lock(g_waits.mutex);
+    return g_waits.pipes.count(server) != 0;
 }
 
 std::unique_ptr<ClientEnd> OpenServerPipe(std::chrono::milliseconds timeout) {

@@ -1,5 +1,6 @@
 // The list of listeners, and how they are called.
 #include "drivers/USBListener.h"
+#include "support/Signal.h"
 #include "unit/drivers/support/ListenerMock.h"
 #include "unit/drivers/support/RV2Fixture.h"
 
@@ -126,23 +127,23 @@ TEST_F(USBListenerTest, Notify_ListenersLeaveMeanwhile_OnlyThoseLeftAreCalled) {
 }
 
 TEST_F(USBListenerTest, RemoveListener_WaitsForACallUnderWay) {
-    std::promise<void> entered;
-    std::promise<void> leave;
+    const Signal entered;
+    const Signal leave;
     std::atomic<bool> left{false};
     EXPECT_CALL(first_, OnDeviceNodesChanged()).WillOnce([&] {
-        entered.set_value();
-        leave.get_future().wait();
+        entered.Set();
+        leave.Wait();
         left = true;
     });
     listener_->AddListener(&first_);
     std::thread messages([&] { listener_->NotifyNodesChanged(); });
-    entered.get_future().wait();
+    EXPECT_TRUE(entered.Wait());
     std::future<void> removal = std::async(std::launch::async, [&] {
         listener_->RemoveListener(&first_);
         EXPECT_TRUE(left);
     });
     EXPECT_EQ(removal.wait_for(std::chrono::milliseconds(100)), std::future_status::timeout);
-    leave.set_value();
+    leave.Set();
     removal.get();
     messages.join();
 }

@@ -1,6 +1,6 @@
 // The hidden window, on the real system calls.
-#include "unit/drivers/support/ChildProgram_win32.h"
 #include "support/ImportHook_win32.h"
+#include "unit/drivers/support/ChildProgram_win32.h"
 #include "unit/drivers/support/ListenerMock.h"
 #include "unit/drivers/support/RV2Fixture.h"
 

@@ -1,7 +1,7 @@
 // The station's script and the closed library's file, on the real system calls.
 #include "common/closed/Grundkit.h"
-#include "unit/drivers/support/ChildProgram_win32.h"
 #include "support/ImportHook_win32.h"
+#include "unit/drivers/support/ChildProgram_win32.h"
 #include "unit/drivers/support/RV2Fixture.h"
 
 #include <windows.h>

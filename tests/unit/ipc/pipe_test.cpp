@@ -71,7 +71,7 @@ TEST_F(HandlerOnThePipe, Initialize_GoesThroughItsStepsInOrder) {
         EXPECT_GE(index, last) << step;
         last = index;
     }
-    EXPECT_TRUE(log().Contains(LogLevel::Trace, "VERSION:2.0.54"));
+    EXPECT_TRUE(log().Has(LogLevel::Trace, "VERSION:2.0.54"));
     const auto engines = SpeechEngines();
     ASSERT_GE(engines.size(), 2u);
     EXPECT_TRUE(engines[0].is_recognizer);
@@ -87,9 +87,14 @@ TEST_F(HandlerOnThePipe, UninitializeWhileNoClientEverCame_FreesConnectAndRunsTh
         EXPECT_CALL(Device(kind), Uninitialize());
     }
     handler().Uninitialize();
-    EXPECT_TRUE(log().Contains(LogLevel::Warn, "ConnectNamedPipe failed after GetOverlappedResult:"));
+    const auto lines = log().OfFunction("PipeServer::Connect");
+    ASSERT_EQ(lines.size(), 3u) << log().Text();
+    EXPECT_EQ(lines[1].level, LogLevel::Warn);
+    EXPECT_TRUE(EndsInNumber(lines[1].rest, "ConnectNamedPipe failed after GetOverlappedResult:"))
+        << lines[1].rest;
     EXPECT_EQ(log().Count("IPC connected"), 1u);
-    EXPECT_TRUE(log().Contains(LogLevel::Debug, "task loop end"));
+    EXPECT_TRUE(log().Has(LogLevel::Debug, "IPC connected"));
+    EXPECT_TRUE(log().Has(LogLevel::Debug, "task loop end"));
     EXPECT_EQ(Access::Server(handler()).load(), nullptr);
     EXPECT_EQ(Access::QueuedTasks(handler()), 0u);
 }
@@ -110,16 +115,13 @@ TEST_F(HandlerOnThePipe, TasksPostedBeforeInitialize_RunBeforeTheConnectTaskInTh
 
 TEST_F(HandlerOnThePipe, StatusCallbackSetAfterInitialize_StaysSilentUntilAClientHasConnected) {
     Start();
-    std::promise<void> reported;
-    std::atomic<bool> called{false};
-    handler().SetVoteDecksStatusChangedCallback([&](const std::int32_t*, const std::wstring&) {
-        called = true;
-        reported.set_value();
-    });
+    const Signal reported;
+    handler().SetVoteDecksStatusChangedCallback(
+        [reported](const std::int32_t*, const std::wstring&) { reported.Set(); });
     EXPECT_EQ(Access::QueuedTasks(handler()), 1u);
-    EXPECT_FALSE(called);
+    EXPECT_FALSE(reported.IsSet());
     ConnectClient();
-    EXPECT_EQ(reported.get_future().wait_for(LogCapture::kPatience), std::future_status::ready);
+    EXPECT_TRUE(reported.Wait());
 }
 
 TEST_F(HandlerOnThePipe, Uninitialize_EndsTheClientAndANewInitializeReplacesRv2WithTheOthers) {
@@ -179,16 +181,9 @@ TEST_F(HandlerOnThePipe, AHundredPings_EachGetItsReplyAndArmNothing) {
 TEST_F(HandlerOnThePipe, PingWhileTheTaskThreadIsBusy_IsAnswered) {
     Start();
     ClientEnd& client = ConnectClient();
-    std::promise<void> entered;
-    std::promise<void> release;
-    handler().PostTask([&] {
-        entered.set_value();
-        release.get_future().wait();
-    });
-    entered.get_future().wait();
+    const HeldTask held(handler());
     ASSERT_TRUE(client.Write(PingFrame()));
     EXPECT_EQ(client.ReadFrame(), PingReplyFrame());
-    release.set_value();
 }
 
 TEST_F(HandlerOnThePipe, ClientThatComesBack_CanSendCommandsAtOnceWithoutInit) {
@@ -201,12 +196,12 @@ TEST_F(HandlerOnThePipe, ClientThatComesBack_CanSendCommandsAtOnceWithoutInit) {
     SendCommand(first, R"({"command":"init","preferred-device-type":"any"})");
     EXPECT_EQ(ReadEvent(first)["event"], "device-inited");
     first.Close();
-    std::promise<std::string> row;
-    EXPECT_CALL(Device(DeviceType::LW), HandleText(_)).WillOnce([&row](const CommandText& text) {
-        row.set_value(text.row1);
+    const auto row = std::make_shared<std::promise<std::string>>();
+    EXPECT_CALL(Device(DeviceType::LW), HandleText(_)).WillOnce([row](const CommandText& text) {
+        row->set_value(text.row1);
     });
     SendCommand(ConnectClient(), R"({"command":"text","device":"0","row1":"again"})");
-    auto received = row.get_future();
+    auto received = row->get_future();
     ASSERT_EQ(received.wait_for(LogCapture::kPatience), std::future_status::ready);
     EXPECT_EQ(received.get(), "again");
     EXPECT_EQ(Access::Preferred(handler()), PreferredDeviceType::Any);
@@ -256,34 +251,45 @@ TEST_F(HandlerOnThePipe, ClientsThatDie_NeverEndTheHost) {
     EXPECT_TRUE(TrackwireRecords().empty()) << "no telemetry for a loss";
     EXPECT_TRUE(SentEvents().empty()) << "no event either";
     EXPECT_TRUE(log().WaitForCount("IPC connected", 6));
+    EXPECT_EQ(log().Find("IPC connected").size(), 6u);
+}
+
+TEST_F(HandlerOnThePipe, LossOfAClient_MakesNoSpeechCall) {
+    Start();
+    EvaluateRequest request;
+    request.audio_data = new std::uint8_t[1]{1};
+    request.audio_size = 1;
+    ClientEnd& client = ConnectClient();
+    handler().PostTask([this, request] { handler().RequestMultipleEvaluation("k", request, 0); });
+    ASSERT_TRUE(WaitUntil([] { return SpeechCalls().back() == "2:evaluate"; }));
+    const auto calls = SpeechCalls();
+    client.Close();
+    ConnectClient();
+    EXPECT_EQ(SpeechCalls(), calls);
+    EXPECT_EQ(Access::EvaluateRequests(handler()).count("k"), 1u) << "it can still be answered";
+    delete[] request.audio_data;
 }
 
 TEST_F(HandlerOnThePipe, ReadFailureDuringALongTask_IsHandledOnlyAfterThatTask) {
     Start();
     ClientEnd& client = ConnectClient();
-    std::promise<void> entered;
-    std::promise<void> release;
-    handler().PostTask([&] {
-        entered.set_value();
-        release.get_future().wait();
-    });
-    entered.get_future().wait();
+    HeldTask held(handler());
     client.Close();
     EXPECT_TRUE(log().WaitFor("Read data error, terminate ReadThread"));
     EXPECT_TRUE(WaitUntil([this] { return Access::QueuedTasks(handler()) == 1; }));
     EXPECT_TRUE(log().OfFunction("PipeServer::Disconnect").empty());
-    release.set_value();
+    held.Release();
     ConnectClient();
     EXPECT_EQ(log().OfFunction("PipeServer::Disconnect").size(), 1u);
 }
 
 TEST_F(HandlerOnThePipe, Quit_CallsTheHostsCallbackAndNothingElse) {
     Start();
-    std::promise<void> quit;
-    handler().SetQuitCallback([&quit] { quit.set_value(); });
+    const Signal quit;
+    handler().SetQuitCallback([quit] { quit.Set(); });
     ClientEnd& client = ConnectClient();
     SendCommand(client, R"({"command":"quit"})");
-    EXPECT_EQ(quit.get_future().wait_for(LogCapture::kPatience), std::future_status::ready);
+    EXPECT_TRUE(quit.Wait());
     ASSERT_TRUE(client.Write(PingFrame()));
     EXPECT_EQ(client.ReadFrame(), PingReplyFrame()) << "the library goes on serving";
 }
@@ -293,10 +299,10 @@ TEST_F(HandlerOnThePipe, FailedCreationOfThePipe_IsLoggedAsConnectedAllTheSame) 
     FailNextServerPipe(5);
     handler().Initialize();
     EXPECT_TRUE(log().WaitFor("IPC connected"));
-    EXPECT_TRUE(log().Contains(LogLevel::Warn, "CreateNamedPipe failed:5"));
-    std::promise<void> ran;
-    handler().PostTask([&ran] { ran.set_value(); });
-    EXPECT_EQ(ran.get_future().wait_for(LogCapture::kPatience), std::future_status::ready);
+    EXPECT_TRUE(log().Has(LogLevel::Warn, "CreateNamedPipe failed:5"));
+    const Signal ran;
+    handler().PostTask([ran] { ran.Set(); });
+    EXPECT_TRUE(ran.Wait());
 }
 
 TEST_F(HandlerOnThePipe, FailedCreationOfTheNextInstance_LeavesNoPipe_AndTasksRunAndEventsAreLost) {
@@ -307,14 +313,14 @@ TEST_F(HandlerOnThePipe, FailedCreationOfTheNextInstance_LeavesNoPipe_AndTasksRu
     FailNextServerPipe(231);
     client.Close();
     ASSERT_TRUE(log().WaitFor("IPC connected"));
-    EXPECT_TRUE(log().Contains(LogLevel::Warn, "CreateNamedPipe failed:231"));
-    EXPECT_TRUE(log().Contains(LogLevel::Warn, "ConnectNamedPipe failed:6"));
-    const auto ran = std::make_shared<std::promise<void>>();
+    EXPECT_TRUE(log().Has(LogLevel::Warn, "CreateNamedPipe failed:231"));
+    EXPECT_TRUE(log().Has(LogLevel::Warn, "ConnectNamedPipe failed:6"));
+    const Signal ran;
     handler().PostTask([this, ran] {
         handler().SendIPCMesage("lost");
-        ran->set_value();
+        ran.Set();
     });
-    ASSERT_EQ(ran->get_future().wait_for(LogCapture::kPatience), std::future_status::ready);
+    ASSERT_TRUE(ran.Wait());
     PipeServer& server = *Access::Server(handler());
     EXPECT_EQ(PipeServerAccess::Pipe(server), InvalidPipeHandle());
     EXPECT_EQ(PipeServerAccess::Io(server), nullptr);

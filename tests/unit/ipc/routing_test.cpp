@@ -1,7 +1,5 @@
 #include "support/HandlerTest.h"
 
-#include <future>
-
 namespace vdipc::test {
 namespace {
 
@@ -27,7 +25,7 @@ TEST_F(HandlerRouting, MessageOnTheReaderThread_IsOnlyQueued) {
     Access::OnIpcMsgReceived(handler(), "no JSON at all");
     EXPECT_FALSE(log().Contains("task begin"));
     EXPECT_EQ(Access::RunTasks(handler()), 1u);
-    EXPECT_TRUE(log().Contains(LogLevel::Debug, "task begin msg=no JSON at all"));
+    EXPECT_TRUE(log().Has(LogLevel::Debug, "task begin msg=no JSON at all"));
 }
 
 TEST_F(HandlerRouting, MessageBeforeAnyInit_IsReportedToTelemetryAndIgnored) {
@@ -38,7 +36,7 @@ TEST_F(HandlerRouting, MessageBeforeAnyInit_IsReportedToTelemetryAndIgnored) {
     Route(R"({"command":"text","id":"t1","device":"0"})");
     ASSERT_EQ(TrackwireRecords("ipc_vdk_command_text").size(), 1u);
     EXPECT_EQ(TrackwireRecords("ipc_vdk_command_text")[0].Value("uniq_id"), "t1");
-    EXPECT_TRUE(log().Contains(LogLevel::Warn, "Cause none device is inited, ignore command"));
+    EXPECT_TRUE(log().Has(LogLevel::Warn, "Cause none device is inited, ignore command"));
 }
 
 TEST_F(HandlerRouting, AnyCommandWhileNothingIsConnected_GoesToTelemetryAndIsIgnored) {
@@ -114,7 +112,7 @@ TEST_F(HandlerRouting, InitWithNonAudio_LeavesObjects1And3DownEvenWhenTheirHardw
     EXPECT_CALL(Device(DeviceType::RV1), Initialize());
     EXPECT_CALL(Device(DeviceType::LW), Initialize());
     Init("non-audio");
-    EXPECT_TRUE(log().Contains(LogLevel::Debug, "preferred_device_type=0"));
+    EXPECT_TRUE(log().Has(LogLevel::Debug, "preferred_device_type=0"));
 }
 
 TEST_F(HandlerRouting, LaterInitWithAudio_TakesObjects0And2And4DownAgain) {
@@ -393,12 +391,12 @@ TEST_F(HandlerRouting, CommandsInARow_AreHandledInOrderEvenWhenADeviceCallTakesL
     AddAll(kDeviceStatusNotConnected);
     SetStatus(DeviceType::TQ1, kDeviceStatusConnected);
     Prefer(PreferredDeviceType::NonAudio);
-    std::promise<void> entered;
-    std::promise<void> release;
+    const Signal entered;
+    const Signal release;
     std::vector<std::string> order;
     EXPECT_CALL(Device(DeviceType::TQ1), HandleAsk(_)).WillOnce([&](const CommandAsk&) {
-        entered.set_value();
-        release.get_future().wait();
+        entered.Set();
+        release.Wait();
         order.emplace_back("ask");
     });
     EXPECT_CALL(Device(DeviceType::TQ1), HandleText(_)).WillOnce([&](const CommandText&) {
@@ -409,12 +407,12 @@ TEST_F(HandlerRouting, CommandsInARow_AreHandledInOrderEvenWhenADeviceCallTakesL
     });
     StartTaskThread();
     Access::OnIpcMsgReceived(handler(), Ask());
-    entered.get_future().wait();
+    EXPECT_TRUE(entered.Wait());
     Access::OnIpcMsgReceived(handler(), R"({"command":"text","device":"0"})");
     Access::OnIpcMsgReceived(handler(), R"({"command":"stop","device":"0"})");
     EXPECT_EQ(Access::QueuedTasks(handler()), 2u);
     EXPECT_EQ(TrackwireRecords().size(), 1u) << "a later command isn't even looked at";
-    release.set_value();
+    release.Set();
     StopTaskThread();
     EXPECT_THAT(order, ElementsAre("ask", "text", "stop"));
 }

@@ -12,6 +12,7 @@
 #include <future>
 #include <memory>
 #include <mutex>
+#include <stdexcept>
 #include <string>
 #include <thread>
 #include <vector>
@@ -76,32 +77,27 @@ private:
 /// A Connect on a thread of its own, from which the server listens.
 inline std::future<bool> Listen(PipeServer& server) {
     std::future<bool> connected = std::async(std::launch::async, [&server] { return server.Connect(); });
-    while (PipeServerAccess::ConnectEvent(server) == nullptr &&
+    while (!PipeServerAccess::WaitsForClient(server) &&
            connected.wait_for(std::chrono::seconds(0)) != std::future_status::ready) {
         std::this_thread::yield();
     }
-    // The event exists just before the system is asked to listen, which nobody can watch.
-    std::this_thread::sleep_for(std::chrono::milliseconds(10));
     return connected;
 }
 
-/// A served client. A client that comes before the server listens is never served, hence the repetition.
+/// A served client; raises where the server serves none.
 inline std::unique_ptr<ClientEnd> ConnectClient(PipeServer& server, const std::string& first_bytes = {}) {
-    for (int i = 0; i < 100; ++i) {
-        std::future<bool> connected = Listen(server);
-        std::unique_ptr<ClientEnd> client = OpenServerPipe();
-        if (client && !first_bytes.empty()) {
-            client->Write(first_bytes);
-        }
-        if (!client) {
-            server.Disconnect();
-        }
-        if (connected.get()) {
-            return client;
-        }
+    std::future<bool> connected = Listen(server);
+    std::unique_ptr<ClientEnd> client = OpenServerPipe();
+    if (client && !first_bytes.empty()) {
+        client->Write(first_bytes);
+    }
+    if (!client) {
         server.Disconnect();
     }
-    return nullptr;
+    if (!connected.get()) {
+        throw std::runtime_error("the client is not served");
+    }
+    return client;
 }
 
 class PipeServerTest : public testing::Test {

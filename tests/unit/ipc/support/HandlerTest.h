@@ -8,6 +8,7 @@
 #include "support/PipeAccess.h"
 #include "support/PipeEnds.h"
 #include "support/SchemaCheck.h"
+#include "support/Signal.h"
 
 #include <atomic>
 #include <chrono>
@@ -156,18 +157,18 @@ public:
 
     // With the whole handler started, on the real pipe.
 
-    /// Starts it, waits until the pipe is offered, and puts mocks in the place of the device objects.
+    /// Starts it, waits until a client would be served, and puts mocks in the place of the device objects.
     void Start(std::int32_t status = kDeviceStatusConnected) {
         handler().Initialize();
         WaitUntilOffered();
         AddAll(status);
     }
 
-    /// Waits until the task thread waits for a client.
+    /// Waits until the task thread waits for a client: one that opens the pipe before is never served.
     void WaitUntilOffered() {
         EXPECT_TRUE(WaitUntil([this] {
             PipeServer* const server = Access::Server(handler());
-            return server != nullptr && PipeServerAccess::ConnectEvent(*server) != nullptr;
+            return server != nullptr && PipeServerAccess::WaitsForClient(*server);
         })) << log_.Text();
     }
 
@@ -220,5 +221,32 @@ private:
 };
 
 class HandlerTest : public testing::Test, public HandlerWorld {};
+
+/// A task that holds the task thread from its making until it is let go.
+class HeldTask {
+public:
+    explicit HeldTask(IpcHandler& handler) {
+        handler.PostTask([entered = entered_, released = released_, ended = ended_] {
+            entered.Set();
+            released.Wait();
+            ended.Set();
+        });
+        EXPECT_TRUE(entered_.Wait());
+    }
+    ~HeldTask() { Release(); }
+    HeldTask(const HeldTask&) = delete;
+    HeldTask& operator=(const HeldTask&) = delete;
+
+    /// Lets the task go, and waits for its end.
+    void Release() {
+        released_.Set();
+        EXPECT_TRUE(ended_.Wait());
+    }
+
+private:
+    Signal entered_;
+    Signal released_;
+    Signal ended_;
+};
 
 }  // namespace vdipc::test
