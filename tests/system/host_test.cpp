@@ -102,7 +102,7 @@ TEST_F(HostSystem, KilledClient_NeverEndsTheHost) {
 
 TEST_F(HostSystem, EachStart_WritesTheVersion) {
     Start();
-    ASSERT_TRUE(WaitForLog("VERSION:2.0.54"));
+    ASSERT_TRUE(WaitForLog(" VERSION:2.0.54\r\n"));
 }
 
 TEST_F(HostSystem, SecondRunOfADay_AppendsToTheSameLog) {

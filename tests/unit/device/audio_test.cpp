@@ -261,7 +261,12 @@ TEST_F(Recordings, Audio_AreSentForRecognitionWithoutACopy) {
     EXPECT_FALSE(requests_[0].own_copy);
     EXPECT_EQ(requests_[0].audio, audio_);
     ExpectTemplate(requests_[0].request_id, "audio-recognized", 0.25);
-    ExpectOneLine(LogLevel::Info, "recognize request_id=" + requests_[0].request_id + ", voice_size=9");
+    const auto lines = log_.OfFunction("VoteDeckObjectBase::RequestRecognize");
+    ASSERT_THAT(lines, SizeIs(2));
+    EXPECT_EQ(lines[0].level, LogLevel::Trace);
+    EXPECT_EQ(lines[0].rest, "");
+    EXPECT_EQ(lines[1].level, LogLevel::Info);
+    EXPECT_EQ(lines[1].rest, "recognize request_id=" + requests_[0].request_id + ", voice_size=9");
     EXPECT_THAT(messages_, IsEmpty());
 }
 
@@ -276,18 +281,20 @@ struct StemsRow {
     QuestionType type;
     const char* name;
     const char* operation;
+    const char* function;
 };
 
 class StemsQuestions : public Recordings, public testing::WithParamInterface<StemsRow> {};
 
-INSTANTIATE_TEST_SUITE_P(Types, StemsQuestions,
-                         testing::Values(StemsRow{QuestionType::VoiceEvaluationSingle,
-                                                  "QuestionType::VoiceEvaluationSingle", "single"},
-                                         StemsRow{QuestionType::VoiceEvaluationMultiple,
-                                                  "QuestionType::VoiceEvaluationMultiple", "multiple 0"},
-                                         StemsRow{QuestionType::VoiceEvaluationMultiple_CHN,
-                                                  "QuestionType::VoiceEvaluationMultiple_CHN",
-                                                  "multiple 1"}));
+INSTANTIATE_TEST_SUITE_P(
+    Types, StemsQuestions,
+    testing::Values(StemsRow{QuestionType::VoiceEvaluationSingle, "QuestionType::VoiceEvaluationSingle",
+                             "single", "VoteDeckObjectBase::RequestSingleEvaluation"},
+                    StemsRow{QuestionType::VoiceEvaluationMultiple, "QuestionType::VoiceEvaluationMultiple",
+                             "multiple 0", "VoteDeckObjectBase::RequestMultipleEvaluation"},
+                    StemsRow{QuestionType::VoiceEvaluationMultiple_CHN,
+                             "QuestionType::VoiceEvaluationMultiple_CHN", "multiple 1",
+                             "VoteDeckObjectBase::RequestMultipleEvaluation"}));
 
 TEST_P(StemsQuestions, GoodRecording_IsSentWithItsStemsAndACopyOfItsBytes) {
     for (const std::optional<std::int32_t> error :
@@ -305,10 +312,24 @@ TEST_P(StemsQuestions, GoodRecording_IsSentWithItsStemsAndACopyOfItsBytes) {
         EXPECT_EQ(request.param + request.reserved_text, "");
         ExpectTemplate(request.request_id, "voice-evaluated", 0.5);
         ExpectOneLine(LogLevel::Debug, GetParam().name);
-        ExpectOneLine(LogLevel::Info, "evaluator sent online request_id=" + request.request_id +
-                                          ", voice_size=9, stems=[one,two]");
+        const auto lines = log_.OfFunction(GetParam().function);
+        ASSERT_THAT(lines, SizeIs(1));
+        EXPECT_EQ(lines[0].level, LogLevel::Info);
+        EXPECT_EQ(lines[0].rest, "evaluator sent online request_id=" + request.request_id +
+                                     ", voice_size=9, stems=[one,two]");
         EXPECT_THAT(messages_, IsEmpty());
     }
+}
+
+TEST_P(StemsQuestions, OneEmptyStem_IsAStemAndMakesOneRequest) {
+    CommandAsk ask = AudioAsk(GetParam().type);
+    ask.stems = {""};
+    device_.HandleAsk(ask);
+    device_.RunAudioPath(7, audio_, 0.0, 0);
+    ASSERT_THAT(requests_, SizeIs(1));
+    EXPECT_EQ(requests_[0].operation, GetParam().operation);
+    EXPECT_THAT(requests_[0].stems, ElementsAre(""));
+    EXPECT_FALSE(log_.Contains("stems is empty"));
 }
 
 TEST_P(StemsQuestions, EmptyStems_GiveAFileAndNoRequestAndNoEvent) {
@@ -450,6 +471,34 @@ TEST_F(Recordings, RequestIds_DecodeIntoTheirTemplates) {
     EXPECT_EQ(general.error, 0);
 }
 
+/// The whole text of a template: nothing is set in it but the fields that the request knows.
+template <typename Event>
+std::string TemplateText(const std::string& file_name, double rate) {
+    Event event;
+    event.device = "7";
+    event.extra = file_name;
+    event.custom = "custom";
+    event.lost_package_rate = rate;
+    return MessageCodec::EncodeEvent(event);
+}
+
+TEST_F(Recordings, RequestIds_AreTheWholeTextsOfTheirTemplates) {
+    for (const auto& [type, text] :
+         {std::pair{QuestionType::Audio, &TemplateText<EventAudioRecognized>},
+          {QuestionType::VoiceEvaluationSingle, &TemplateText<EventVoiceEvaluated>},
+          {QuestionType::VoiceEvaluationMultiple, &TemplateText<EventVoiceEvaluated>},
+          {QuestionType::VoiceEvaluationMultiple_CHN, &TemplateText<EventVoiceEvaluated>},
+          {QuestionType::VoiceEvaluation, &TemplateText<EventEvaluated>}}) {
+        for (const std::optional<std::int32_t> error :
+             {std::optional<std::int32_t>(0), std::optional<std::int32_t>()}) {
+            requests_.clear();
+            Record(type, error, 0.125);
+            ASSERT_THAT(requests_, SizeIs(1));
+            EXPECT_EQ(requests_[0].request_id, text(SavedName(), 0.125)) << static_cast<int>(type);
+        }
+    }
+}
+
 TEST_F(Recordings, Stems_GoOutInUtf8AndIntoTheLogAsTheyStand) {
     const std::string stem = "\xE9t\xE9";  // in the active code page 1252
     CommandAsk ask = AudioAsk(QuestionType::VoiceEvaluationSingle);
@@ -458,7 +507,8 @@ TEST_F(Recordings, Stems_GoOutInUtf8AndIntoTheLogAsTheyStand) {
     device_.RunAudioPath(7, audio_, 0.0, std::nullopt);
     ASSERT_THAT(requests_, SizeIs(1));
     EXPECT_THAT(requests_[0].stems, ElementsAre("", ToUtf8(stem), ""));
-    EXPECT_TRUE(log_.Contains("stems=[," + stem + ",]"));
+    EXPECT_TRUE(log_.Has(LogLevel::Info, "evaluator sent online request_id=" + requests_[0].request_id +
+                                             ", voice_size=9, stems=[," + stem + ",]"));
 }
 
 TEST_F(Recordings, WithoutBytes_AreRequestedWithoutABlock) {

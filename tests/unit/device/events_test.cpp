@@ -1,5 +1,6 @@
 #include "support/DeviceTest.h"
 
+#include <functional>
 #include <stdexcept>
 #include <utility>
 
@@ -92,6 +93,35 @@ TEST_F(Events, ActivatedWithoutAListener_MakesNoIdAndNoTelemetry) {
     device_.SendEventArrived();
     EXPECT_EQ(MadeSoFar(), (Made{before.first + kIdsCounted, before.second + 1}));
     EXPECT_THAT(log_.OfFunction("VoteDeckObjectBase::SendIPCMesage"), SizeIs(1));
+}
+
+TEST_F(Events, AllOthersWithoutAListener_GoEveryStepUpToTheCallsThatNobodyTakes) {
+    device_.HandleAsk(Ask("7", QuestionType::General));
+    ASSERT_EQ(Press(7, 1), "sent");
+    const std::string id = device_.last_answer_map_["7"].key_event.id;
+    device_.SetEventListener(nullptr);
+    messages_.clear();
+    steps_.clear();
+    device_.status_ = 1;
+    const std::pair<std::size_t, std::function<void()>> table[] = {
+        {kIdsCounted, [this] { device_.SendEventKeyPressed("7", 0); }},
+        {0, [this] { device_.SendEventEvaluated({}); }},
+        {0, [this] { device_.SendEventVoiceRecord({}); }},
+        {0, [this] { device_.SendEventVoiceEvaluated({}); }},
+        {kIdsCounted, [this] { device_.SendEventArrived(); }},
+        {kIdsCounted, [this] { device_.SendEventRemoved(); }}};
+    int row = 0;
+    for (const auto& [ids, send] : table) {
+        log_.Clear();
+        const Made before = MadeSoFar();
+        send();
+        EXPECT_EQ(MadeSoFar(), (Made{before.first + ids, before.second + 1})) << row;
+        EXPECT_THAT(log_.OfFunction("VoteDeckObjectBase::SendIPCMesage"), SizeIs(1)) << row;
+        EXPECT_THAT(log_.Lines(), SizeIs(2)) << row << "\n" << log_.Text();
+        ++row;
+    }
+    EXPECT_NE(device_.last_answer_map_["7"].key_event.id, id) << "the record keeps the new one";
+    EXPECT_THAT(steps_, IsEmpty());
 }
 
 TEST_F(Events, ActivatedAndInactivated_MakeOneIdAndOneTelemetryRecordEach) {

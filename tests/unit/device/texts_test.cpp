@@ -103,7 +103,7 @@ TEST_F(Texts, DropForAll_IsRefusedWithAWarning) {
     device_.HandleAsk(Ask("0", QuestionType::General));
     EXPECT_CALL(listener_, OnActiveDevicesChanged).Times(0);
     device_.HandleDrop(Drop("0"));
-    EXPECT_TRUE(log_.Contains(LogLevel::Warn, "device can not be 0"));
+    EXPECT_TRUE(log_.Has(LogLevel::Warn, "device can not be 0"));
     EXPECT_TRUE(IsActivated("7"));
     EXPECT_FALSE(IsDropped("0"));
     EXPECT_FALSE(device_.last_question_map_["0"].stopped);

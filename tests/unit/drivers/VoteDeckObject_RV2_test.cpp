@@ -147,7 +147,10 @@ TEST_F(RV2LifecycleTest, Initialize_SdkConfigFileAbsent_GoesOnAsUsual) {
     EXPECT_CALL(deck_, InitSocket(_, _, _)).WillOnce(Return(0));
     ExpectSession();
     EXPECT_EQ(object_->Initialize(), -1);
-    EXPECT_TRUE(log_.Contains(LogLevel::Debug, " file not exists ")) << log_.Text();
+    const auto lines = log_.OfFunction("VoteDeckObject_RV2::DeleteSdkConfigFile");
+    ASSERT_EQ(lines.size(), 2u) << log_.Text();
+    EXPECT_EQ(lines[1].level, LogLevel::Debug);
+    EXPECT_THAT(lines[1].rest, testing::MatchesRegex("file not exists .*.HDP417K.sdkConfig.txt"));
 }
 
 TEST_F(RV2LifecycleTest, Initialize_ScriptGivesNoAnswer_ProbesUntilItDoes) {

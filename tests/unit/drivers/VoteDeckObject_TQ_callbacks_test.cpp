@@ -268,7 +268,8 @@ TEST_F(TQLinkTest, ErrorOfThisDeck_IsHandedToTheControlSide) {
     object_->OnDeviceIOError(&deck_);
     EXPECT_THAT(Take(), IsEmpty());
     EXPECT_EQ(log_.Lines().size(), 1u);
-    EXPECT_TRUE(log_.Contains(LogLevel::Trace, "VoteDeckObject_TQ::OnDeviceIOError"));
+    ASSERT_EQ(log_.OfFunction("VoteDeckObject_TQ::OnDeviceIOError").size(), 1u);
+    EXPECT_TRUE(log_.Has(LogLevel::Trace, ""));
     EXPECT_THAT(Run(), ElementsAre("handle error"));
     EXPECT_EQ(object_->GetDeviceStatus(), -2);
     EXPECT_EQ(log_.Lines().size(), 1u) << "the task logs nothing";

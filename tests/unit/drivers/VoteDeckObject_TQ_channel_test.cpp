@@ -112,7 +112,7 @@ TEST_F(TQInfoTest, OnGetDeviceInfo_SendsItsRecordOnTheCallingThread) {
     object_->device_info_.channel = "7";
     std::thread([this] { object_->OnGetDeviceInfo("text of the library", -3); }).join();
     EXPECT_EQ(handler_.QueuedTasks(), 0u);
-    EXPECT_TRUE(log_.Contains(LogLevel::Trace, " text of the library -3"));
+    EXPECT_TRUE(log_.Has(LogLevel::Trace, "text of the library -3"));
     const auto records = TrackwireRecords();
     ASSERT_EQ(records.size(), 1u);
     EXPECT_THAT(records[0].Keys(), ElementsAre("Action", "uniq_id", "result", "device_name", "channel"));

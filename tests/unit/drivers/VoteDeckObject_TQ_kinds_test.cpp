@@ -44,7 +44,7 @@ TEST_F(TQKindsTest, InitializeStopsTheQuestionOfAllDevices_LWAlone) {
     ForEachKind({LW}, [&](DeviceType, bool does) {
         object_->Initialize();
         EXPECT_EQ(Has(Take(), "question 128 to 0"), does);
-        EXPECT_EQ(log_.Contains(LogLevel::Info, " LW StopQuestion when init"), does);
+        EXPECT_EQ(log_.Has(LogLevel::Info, "LW StopQuestion when init"), does);
     });
 }
 

@@ -40,7 +40,7 @@ TEST_F(TQLifeTest, New_KindWithoutAFactory_HasNoLibraryObject) {
 TEST_F(TQLifeTest, New_LogsItsEntryBeforeItCallsTheFactory) {
     bool logged = false;
     ClosedFactories().create_vdo = [&](const std::string&, zq::IVoteDeck**, IVoteDeckControl**) {
-        logged = log_.Contains(LogLevel::Trace, "VoteDeckObject_TQ::VoteDeckObject_TQ:");
+        logged = !log_.OfFunction("VoteDeckObject_TQ::VoteDeckObject_TQ").empty();
     };
     for (const DeviceType kind : kKinds) {
         logged = false;

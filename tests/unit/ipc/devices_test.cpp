@@ -142,7 +142,7 @@ TEST_F(HandlerDevices, DeleteVoteDeckObjects_TakesTheSetsDropsTheObjectsAndLeave
     }
     EXPECT_THAT(Access::ActiveDevices(handler())[DeviceType::TQ2], ElementsAre("2"));
     EXPECT_THAT(Access::ActiveDevices(handler())[DeviceType::RV2], ElementsAre("3"));
-    EXPECT_TRUE(log().Contains(LogLevel::Debug, "do not destroy rv2.0"));
+    EXPECT_TRUE(log().Has(LogLevel::Debug, "do not destroy rv2.0"));
 }
 
 TEST_F(HandlerDevices, IsAnyDeviceConnectedBeforeAnyInit_AsksNobodyAndSaysNotConnected) {
@@ -214,7 +214,7 @@ TEST_F(HandlerDevices, AudioWithOnlyANonAudioReceiver_IsNotReadyAndInfoIsThatOfR
     EXPECT_EQ(event["info"], "no-power");
     EXPECT_TRUE(event["avaliable-device"].isNull());
     EXPECT_TRUE(event["avaliable-device-info"].isNull());
-    EXPECT_TRUE(log().Contains(LogLevel::Debug, "send device-inited event ready=false, info=0"));
+    EXPECT_TRUE(log().Has(LogLevel::Debug, "send device-inited event ready=false, info=0"));
 }
 
 TEST_F(HandlerDevices, AnyWithRv1AndRv2_NamesRv1First) {
@@ -348,7 +348,7 @@ TEST_F(HandlerDevices, WithoutAPipeServer_NothingIsSentOrReported) {
     AddAll(kDeviceStatusConnected);
     Prefer(PreferredDeviceType::Any);
     Access::SendEventDeviceInited(handler());
-    EXPECT_TRUE(log().Contains(LogLevel::Debug, "send device-inited event ready=true, info=-1"));
+    EXPECT_TRUE(log().Has(LogLevel::Debug, "send device-inited event ready=true, info=-1"));
     EXPECT_TRUE(TrackwireRecords().empty());
 }
 

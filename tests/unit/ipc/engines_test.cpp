@@ -25,6 +25,12 @@ protected:
         return EngineOf(Access::Recognizer(handler())).engine;
     }
 
+    /// The choice is told in one line, and nothing of what is wrong with the file.
+    void ExpectBaiduAlone(const std::string& config) {
+        ASSERT_THAT(log().Lines(), testing::SizeIs(1)) << config << "\n" << log().Text();
+        EXPECT_TRUE(log().Has(LogLevel::Debug, "use Baidu")) << config;
+    }
+
     static std::string Start(unsigned int shift) {
         return "start(" + std::to_string(std::max(1u, GetProcessorCount() >> shift)) + ")";
     }
@@ -43,12 +49,12 @@ TEST_F(Engines, AllPointers_StartNull) {
 TEST_F(Engines, RecognizerWithoutAConfigFile_IsBaiduWithEightThreads) {
     Access::InitSpeechRecognizer(handler());
     EXPECT_THAT(SpeechCalls(), ElementsAre("0:recognizer(0,0,0)", "0:start(8)"));
-    EXPECT_TRUE(log().Contains(LogLevel::Debug, "use Baidu"));
+    EXPECT_TRUE(log().Has(LogLevel::Debug, "use Baidu"));
 }
 
 TEST_F(Engines, ConfigWithEngineAli_GivesAliyun) {
     EXPECT_EQ(RecognizerEngineWith(R"({"engine": "ali"})"), 2);
-    EXPECT_TRUE(log().Contains(LogLevel::Debug, "use Aliyun"));
+    EXPECT_TRUE(log().Has(LogLevel::Debug, "use Aliyun"));
     EXPECT_FALSE(log().Contains("use Baidu"));
     EXPECT_THAT(SpeechCalls(), ElementsAre("0:recognizer(2,0,0)", "0:start(8)"));
 }
@@ -58,7 +64,7 @@ TEST_F(Engines, ConfigWithAnyOtherEngineOrACapitalOrNothing_GivesBaidu) {
          {"", R"({"engine":"baidu"})", R"({"engine":"Ali"})", R"({"engine":"ali "})", R"({"other":"ali"})",
           R"({"engine":null})", "{}", "null", "not json", R"({"engine":"ali")"}) {
         EXPECT_EQ(RecognizerEngineWith(config), 0) << config;
-        EXPECT_TRUE(log().Contains("use Baidu")) << config;
+        ExpectBaiduAlone(config);
     }
 }
 
@@ -66,12 +72,13 @@ TEST_F(Engines, ConfigWhoseRootIsNoObjectOrWhoseEngineIsNoText_GivesBaiduWithout
     for (const char* config : {"[]", R"(["engine"])", "7", R"("ali")", R"({"engine":2})",
                                R"({"engine":["ali"]})", R"({"engine":{"ali":1}})"}) {
         EXPECT_EQ(RecognizerEngineWith(config), 0) << config;
+        ExpectBaiduAlone(config);
     }
 }
 
 TEST_F(Engines, ConfigNestedDeeperThanTheParserFollows_GivesBaiduWithoutAnException) {
     EXPECT_EQ(RecognizerEngineWith(R"({"engine":"ali","more":)" + std::string(2000, '[')), 0);
-    EXPECT_TRUE(log().Contains("use Baidu"));
+    ExpectBaiduAlone("nested");
 }
 
 TEST_F(Engines, SecondInitOfTheRecognizer_ReplacesTheEngine) {
@@ -137,6 +144,22 @@ TEST_F(Engines, EveryEngine_IsStartedWithItsShareOfTheMachinesProcessors) {
     SetNativeProcessorCount(std::nullopt);
 }
 #endif
+
+TEST_F(Engines, EngineThatDoesNotStart_IsKeptAndUsed) {
+    SetSpeechStartResult(false);
+    Access::InitSpeechRecognizer(handler());
+    Access::InitSpeechEvaluator(handler());
+    EXPECT_EQ(SpeechEngines().size(), 5u);
+    handler().RequestRecognize({});
+    handler().RequestSingleEvaluation("a", {});
+    handler().RequestMultipleEvaluation("b", {}, 0);
+    handler().RequestMultipleEvaluation("c", {}, 1);
+    handler().RequestEvaluation("d", {});
+    for (const SpeechEngine& engine : SpeechEngines()) {
+        EXPECT_FALSE(engine.stopped || engine.destroyed);
+        EXPECT_EQ(engine.recognitions.size() + engine.evaluations.size(), 1u);
+    }
+}
 
 TEST_F(Engines, SecondInitOfTheEvaluators_LeavesOneSet) {
     Access::InitSpeechEvaluator(handler());

@@ -1,6 +1,7 @@
 // The line with which an operation begins: its own name, at Trace.
 #include "support/SpeechTest.h"
 
+#include <array>
 #include <functional>
 #include <utility>
 
@@ -67,6 +68,12 @@ TEST_F(HandlerEntries, EachOperation_LogsItsEntryAtTrace) {
         {"SendIPCMesage", [](IpcHandler& h) { h.SendIPCMesage("{}"); }},
         {"OnIpcPingreceived", [](IpcHandler& h) { Access::OnIpcPingreceived(h); }},
         {"OnIpcReadError", [](IpcHandler& h) { Access::OnIpcReadError(h); }},
+        {"RetrieveAudioStoragePathFromRegistry",
+         [](IpcHandler& h) {
+             std::array<char, 260> path{};
+             Access::RetrieveAudioStoragePathFromRegistry(h, path.data());
+         }},
+        {"CreateMultiDir", [](IpcHandler& h) { Access::CreateMultiDir(h, "no_backslash"); }},
         {"DeleteVoteDeckObjects", [](IpcHandler& h) { Access::DeleteVoteDeckObjects(h); }},
         {"CreateVoteDeckObjects", [](IpcHandler& h) { Access::CreateVoteDeckObjects(h); }},
     });

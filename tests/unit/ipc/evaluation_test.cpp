@@ -2,6 +2,7 @@
 #include "support/SpeechTest.h"
 
 #include <limits>
+#include <memory>
 #include <thread>
 
 namespace vdipc::test {
@@ -87,6 +88,48 @@ TEST_F(Evaluation, SingleRequest_IsStoredSentAndTimed) {
     EXPECT_EQ(lines[0].level, LogLevel::Trace);
 }
 
+TEST_F(Evaluation, StoredEntry_HasEveryFieldOfTheRequestTheReservedTextIncluded) {
+    UseEverything();
+    const auto request = [](const std::string& key) {
+        EvaluateRequest made = Request<EventVoiceEvaluated>(key);
+        made.param_stringify = "{\"p\":1}";
+        made.stems = {"one", "", "two"};
+        made.reserved_text = "reserved " + key;
+        return made;
+    };
+    const EvaluateRequest requests[] = {request("a"), request("b"), request("c")};
+    handler().RequestSingleEvaluation("a", requests[0]);
+    handler().RequestMultipleEvaluation("b", requests[1], 0);
+    handler().RequestEvaluation("c", requests[2]);
+    ASSERT_THAT(Requests(), ElementsAre(testing::Key("a"), testing::Key("b"), testing::Key("c")));
+    const EvaluateRequest* given = requests;
+    for (const auto& [key, stored] : Requests()) {
+        EXPECT_EQ(stored.request_id, given->request_id) << key;
+        EXPECT_EQ(stored.param_stringify, "{\"p\":1}") << key;
+        EXPECT_THAT(stored.stems, ElementsAre("one", "", "two")) << key;
+        EXPECT_EQ(stored.reserved_text, "reserved " + key);
+        EXPECT_EQ(stored.audio_data, given->audio_data) << key;
+        EXPECT_EQ(stored.audio_size, given->audio_size) << key;
+        ++given;
+    }
+}
+
+TEST_F(Evaluation, Engine_IsAskedWhenTheEntryIsStoredAndTheTimerNotYetStarted) {
+    UseEverything();
+    std::vector<std::string> seen;
+    SetSpeechCallHook([&](const std::string& call) {
+        seen.push_back(call + " entries=" + std::to_string(Requests().size()) +
+                       " timers=" + std::to_string(Timers().size()));
+    });
+    RequestSingle("a");
+    RequestMultiple("b", 0);
+    RequestMultiple("c", 1);
+    RequestGeneral("d");
+    SetSpeechCallHook(nullptr);
+    EXPECT_THAT(seen, ElementsAre("1:evaluate entries=1 timers=0", "2:evaluate entries=2 timers=1",
+                                  "3:evaluate entries=3 timers=1", "4:evaluate entries=4 timers=1"));
+}
+
 TEST_F(Evaluation, MultipleRequest_GoesToTheEngineOfItsSelectorWithoutATimer) {
     UseEverything();
     SetSpeechRequestResult(6);
@@ -140,10 +183,35 @@ TEST_F(Evaluation, SecondRequestUnderOneKey_ReplacesTheEntryAndLeavesTheOldTimer
     EXPECT_NE(Requests().at("k").audio_data, first_audio);
     EXPECT_NE(Timers().at("k").get(), first_timer);
     EXPECT_EQ(first_audio[2], 3);  // still whole: the engine may read it
+    EXPECT_FALSE(first_timer->Start([] {})) << "armed, and not stopped";
     Timer::OnTimerFired(first_timer, true);
-    EXPECT_TRUE(log().Contains(LogLevel::Debug, "timeout k"));
+    EXPECT_TRUE(log().Has(LogLevel::Debug, "timeout k"));
     delete first_timer;
     delete[] first_audio;
+}
+
+TEST_F(Evaluation, KeyRequestedTwice_TimesOutTwice) {
+    UseEverything();
+    RequestSingle("k");
+    Timer* const replaced_timer = Timers().at("k").get();
+    const std::uint8_t* const replaced_audio = Requests().at("k").audio_data;
+    RequestSingle("k");
+    ASSERT_NE(Timers().at("k").get(), replaced_timer);
+    const std::unique_ptr<Timer> first_timer(replaced_timer);
+    const std::unique_ptr<const std::uint8_t[]> first_audio(replaced_audio);
+    log().Clear();
+    Timer::OnTimerFired(first_timer.get(), true);
+    Timer::OnTimerFired(Timers().at("k").get(), true);
+    EXPECT_EQ(log().Find("timeout k").size(), 2u);
+    EXPECT_EQ(Access::RunTasks(handler()), 2u);
+    EXPECT_THAT(DebugLines("HandleEvaluatorTimeout"),
+                ElementsAre("timeout task begin k",
+                            "evaluation result of k has not returned, try to changed to offline",
+                            "request evaluation of k again", "timeout task begin k",
+                            "evaluation result of k has not returned, try to changed to offline",
+                            "current evaluator is offline do not request again"));
+    EXPECT_THAT(Timers(), IsEmpty());
+    EXPECT_THAT(EngineOf(Sent()).evaluations, SizeIs(1));
 }
 
 // Results of single and multiple evaluations.
@@ -163,6 +231,22 @@ TEST_F(Evaluation, Completion_IsLoggedAndOnlyQueuedOnTheLibrarysThread) {
     EXPECT_THAT(Requests(), SizeIs(1));
     EXPECT_EQ(Access::RunTasks(handler()), 1u);
     EXPECT_THAT(Requests(), IsEmpty());
+}
+
+TEST_F(Evaluation, ResultsOfEachEngine_AreOneLineAndOneTaskOnTheLibrarysThread) {
+    UseEverything();
+    for (SpeechEvaluator* const engine :
+         {Sent(), Access::MultipleEvaluator(handler()), Access::MultipleEvaluatorChn(handler()), General()}) {
+        log().Clear();
+        std::thread library([this, engine] {
+            handler().OnEvaluateCompleted(engine,
+                                          engine == General() ? GeneralResult("k", "{}") : VoiceResult("k"));
+        });
+        library.join();
+        ASSERT_THAT(log().Lines(), SizeIs(1)) << log().Text();
+        EXPECT_EQ(log().Lines()[0].level, LogLevel::Info);
+        EXPECT_EQ(Access::RunTasks(handler()), 1u);
+    }
 }
 
 TEST_F(Evaluation, SingleResultInTime_FreesTheEntryStopsTheTimerAndGoesOut) {
@@ -193,6 +277,43 @@ TEST_F(Evaluation, SingleResultInTime_FreesTheEntryStopsTheTimerAndGoesOut) {
                 ElementsAre("uniq_id=" + event["id"].asString() + ":s", "device=7:s", "key=:s",
                             "start_time=1234567890123:s", "end_time=1234567891234:s", "result=text:s",
                             "score=87:i", "extra=k:s", "custom=custom:s"));
+}
+
+TEST_F(Evaluation, Results_LeaveAheadOfTheirTelemetryAndWithoutSendIPCMesage) {
+    UseEverything();
+    for (const bool general : {false, true}) {
+        if (general) {
+            RequestGeneral("k");
+        } else {
+            RequestSingle("k");
+        }
+        log().Clear();
+        Complete(general ? General() : Sent(), general ? GeneralResult("k", "{}") : VoiceResult("k"));
+        EXPECT_THAT(FunctionsAmong({"PipeServer::SendMsg", "IpcHandler::SendTrackwire"}),
+                    ElementsAre("PipeServer::SendMsg", "IpcHandler::SendTrackwire"));
+        EXPECT_THAT(log().OfFunction("IpcHandler::SendIPCMesage"), IsEmpty());
+    }
+}
+
+// A byte that is left is told by LeakSanitizer, at the program's end.
+TEST_F(Evaluation, RecordingOfOneByte_IsFreedWithItsEntry) {
+    UseEverything();
+    for (const bool general : {false, true}) {
+        EvaluateRequest request;
+        request.request_id = general ? Template<EventEvaluated>("k") : Template<EventVoiceEvaluated>("k");
+        request.audio_data = new std::uint8_t[1]{1};
+        request.audio_size = 1;
+        if (general) {
+            handler().RequestEvaluation("k", request);
+            request.audio_data = nullptr;
+            Complete(General(), GeneralResult("k", "{}"));
+        } else {
+            handler().RequestMultipleEvaluation("k", request, 0);
+            request.audio_data = nullptr;
+            Complete(Access::MultipleEvaluator(handler()), VoiceResult("k"));
+        }
+        EXPECT_THAT(Requests(), IsEmpty());
+    }
 }
 
 TEST_F(Evaluation, ResultJustBeforeTheTimeout_StopsTheTimerAndNoSwitchHappens) {
@@ -247,6 +368,10 @@ TEST_F(Evaluation, SecondResultForOneKey_IsDropped) {
     const auto lines = log().OfFunction("IpcHandler::StopEvaluatorTimer");
     ASSERT_THAT(lines, SizeIs(1));
     EXPECT_EQ(lines[0].level, LogLevel::Trace);
+    EXPECT_THAT(FunctionsAmong({"IpcHandler::StopEvaluatorTimer", "IpcHandler::HandleEvaluateResult"}),
+                ElementsAre("IpcHandler::HandleEvaluateResult", "IpcHandler::StopEvaluatorTimer",
+                            "IpcHandler::HandleEvaluateResult"))
+        << "the timer's stop stands before the erasure's line";
 }
 
 TEST_F(Evaluation, ResultOfAQuestionThatHasChanged_ErasesTheEntryAndIsDropped) {
@@ -283,6 +408,25 @@ TEST_F(Evaluation, ResultWhoseIdIsNoTemplate_FindsNoEntry) {
     }
     EXPECT_THAT(Requests(), SizeIs(1));
     EXPECT_THAT(Timers(), SizeIs(1));
+}
+
+TEST_F(Evaluation, ResultWhoseIdHasNoCustom_IsThatOfAQuestionWithAnEmptyOne) {
+    UseEverything();
+    EXPECT_CALL(Device(DeviceType::RV2), CheckLastQuestionCustom("7", ""))
+        .Times(2)
+        .WillRepeatedly(Return(true));
+    EvaluationResult result = VoiceResult("k");
+    result.request_id = WithoutCustom(result.request_id);
+    RequestSingle("k");
+    Complete(Sent(), result);
+    EvaluationResult general = GeneralResult("k", "{}");
+    general.request_id = WithoutCustom(general.request_id);
+    RequestGeneral("k");
+    Complete(General(), general);
+    ASSERT_THAT(SentEvents(), SizeIs(2));
+    for (const Json::Value& event : SentEvents()) {
+        EXPECT_EQ(event["custom"].asString(), "");
+    }
 }
 
 TEST_F(Evaluation, EntryWithoutBytes_IsErasedWithoutFreeing) {
@@ -361,6 +505,37 @@ TEST_F(Evaluation, GeneralResult_NestsItsRawResultAndGoesOut) {
                             "custom=custom:s"));
 }
 
+TEST_F(Evaluation, RawResultBeyondAscii_ArrivesUnconvertedUnderEveryCodePage) {
+    UseEverything();
+    const std::string text = "\xE4\xBD\xA0\xE5\xA5\xBD \xC3\xA9";
+    const std::string raw = "{\"words\":\"" + text + "\"}";
+    for (const char* const page : {"CP1252", "CP936", "UTF-8"}) {
+        SetActiveCodePage(page);
+        log().Clear();
+        RequestGeneral("k");
+        Complete(General(), GeneralResult("k", raw));
+        ASSERT_THAT(SentEvents(), SizeIs(1)) << page;
+        EXPECT_EQ(SentEvents()[0]["data"]["raw_result"]["words"].asString(), text) << page;
+        EXPECT_EQ(TrackwireRecords("ipc_vdk_event_evaluated").back().Value("raw_result"), raw) << page;
+    }
+}
+
+TEST_F(Evaluation, GeneralResultWhoseIdIsNoTemplate_FindsNoEntry) {
+    UseEverything();
+    RequestGeneral("k");
+    EvaluationResult result = GeneralResult("k", "{}");
+    for (const std::string& id : {std::string("no json"), std::string(), Template<EventAudioRecognized>("k"),
+                                  Template<EventVoiceEvaluated>("k")}) {
+        result.request_id = id;
+        log().Clear();
+        Complete(General(), result);
+        EXPECT_EQ(DebugLines("HandleGeneralEvaluateResult").back(),
+                  "evaluate_request_map_[] has been erased, reurn.");
+        EXPECT_THAT(SentEvents(), IsEmpty());
+    }
+    EXPECT_THAT(Requests(), SizeIs(1));
+}
+
 TEST_F(Evaluation, GeneralResultThatIsNoJsonObject_GivesAnEventWithoutRawResult) {
     UseEverything();
     for (const char* raw : {"[1]", "no json", "", "7"}) {
@@ -404,6 +579,17 @@ TEST_F(Evaluation, GeneralResultOfAnEngineThatIsGone_IsDroppedAndTheEntryStays) 
     EXPECT_THAT(Requests(), SizeIs(1));
 }
 
+TEST_F(Evaluation, SingleResultOfAnEngineThatIsGone_IsDroppedAndEntryAndTimerStay) {
+    UseEverything();
+    RequestSingle("k");
+    handler().OnEvaluateCompleted(Sent(), VoiceResult("k"));
+    Access::UninitSpeechEvaluator(handler());
+    EXPECT_EQ(Access::RunTasks(handler()), 1u);
+    EXPECT_THAT(DebugLines("HandleEvaluateResult"), ElementsAre(_, "evaluator not match, return."));
+    EXPECT_THAT(Requests(), SizeIs(1));
+    EXPECT_THAT(Timers(), SizeIs(1));
+}
+
 // The timer, and the switch to offline evaluation.
 
 TEST_F(Evaluation, TimeoutOfTwoSeconds_SwitchesAndRepeatsTheRequestOffline) {
@@ -438,7 +624,7 @@ TEST_F(Evaluation, TwoOpenRequests_OnlyTheFirstTimeoutIsRepeated) {
     FireTimer("b");
     EXPECT_THAT(EngineOf(Sent()).evaluations, SizeIs(1));
     FireTimer("a");
-    EXPECT_TRUE(log().Contains(LogLevel::Debug, "current evaluator is offline do not request again"));
+    EXPECT_TRUE(log().Has(LogLevel::Debug, "current evaluator is offline do not request again"));
     ASSERT_THAT(EngineOf(Sent()).evaluations, SizeIs(1));
     EXPECT_EQ(EngineOf(Sent()).evaluations[0].request_id, Template<EventVoiceEvaluated>("b"));
     EXPECT_THAT(Timers(), IsEmpty());
@@ -466,6 +652,74 @@ TEST_F(Evaluation, OnlineAnswerAfterTheSwitch_IsDroppedAndTheOfflineAnswerGoesOu
     ASSERT_THAT(SentEvents(), SizeIs(1));
     EXPECT_EQ(SentEvents()[0]["data"]["result"].asString(), "offline");
     EXPECT_THAT(Requests(), IsEmpty());
+}
+
+TEST_F(Evaluation, OnlineResultThatIsQueuedBehindTheSwitch_IsDropped) {
+    UseEverything();
+    RequestSingle("k");
+    // The timeout's task comes first in the queue, and the result's finds another evaluator in its place.
+    Timer::OnTimerFired(Timers().at("k").get(), true);
+    handler().OnEvaluateCompleted(Sent(), VoiceResult("k"));
+    EXPECT_EQ(Access::RunTasks(handler()), 2u);
+    EXPECT_THAT(DebugLines("HandleEvaluateResult"), ElementsAre(_, "evaluator not match, return."));
+    EXPECT_THAT(SentEvents(), IsEmpty());
+    EXPECT_THAT(Requests(), SizeIs(1));
+    EXPECT_THAT(EngineOf(Sent()).evaluations, SizeIs(1));
+}
+
+TEST_F(Evaluation, OnlineAnswerToAnotherRequestAfterTheSwitch_LeavesItsTimerWhichThenFindsTheSwitchMade) {
+    UseEverything();
+    SpeechEvaluator* const online = Sent();
+    RequestSingle("a");
+    RequestSingle("b");
+    FireTimer("a");
+    log().Clear();
+    Complete(online, VoiceResult("b"));
+    EXPECT_THAT(DebugLines("HandleEvaluateResult"), ElementsAre(_, "evaluator not match, return."));
+    EXPECT_THAT(log().OfFunction("IpcHandler::StopEvaluatorTimer"), IsEmpty());
+    EXPECT_THAT(Requests(), SizeIs(2));
+    ASSERT_THAT(Timers(), ElementsAre(testing::Key("b")));
+    FireTimer("b");
+    EXPECT_THAT(DebugLines("HandleEvaluatorTimeout"),
+                ElementsAre("timeout task begin b",
+                            "evaluation result of b has not returned, try to changed to offline",
+                            "current evaluator is offline do not request again"));
+    EXPECT_THAT(SentEvents(), IsEmpty());
+}
+
+TEST_F(Evaluation, Switch_IsReportedBetweenTheEnginesStartAndTheRepeatedRequest) {
+    UseEverything();
+    RequestSingle("k");
+    std::vector<std::string> steps;
+    SetSpeechCallHook([&steps](const std::string& call) {
+        steps.push_back(call.substr(0, call.find('(')) + " behind " +
+                        std::to_string(TrackwireRecords("vdk_use_offline_evaluator").size()));
+    });
+    FireTimer("k");
+    SetSpeechCallHook(nullptr);
+    EXPECT_THAT(steps, ElementsAre("5:evaluator behind 0", "5:start behind 0", "5:evaluate behind 1"));
+}
+
+TEST_F(Evaluation, TimeoutWhoseEntryIsGone_ClearsItsTimer) {
+    UseEverything();
+    RequestSingle("k");
+    delete[] Requests().at("k").audio_data;
+    Requests().clear();
+    FireTimer("k");
+    EXPECT_THAT(Timers(), IsEmpty());
+    EXPECT_THAT(DebugLines("HandleEvaluatorTimeout"), ElementsAre("timeout task begin k"));
+    EXPECT_EQ(Access::OfflineEvaluator(handler()), nullptr);
+}
+
+TEST_F(Evaluation, OfflineEngineThatDoesNotStart_IsKeptAndUsed) {
+    UseEverything();
+    RequestSingle("k");
+    SetSpeechStartResult(false);
+    FireTimer("k");
+    EXPECT_EQ(Sent(), Access::OfflineEvaluator(handler()));
+    EXPECT_THAT(EngineOf(Sent()).evaluations, SizeIs(1));
+    Complete(Sent(), VoiceResult("k"));
+    EXPECT_THAT(SentEvents(), SizeIs(1));
 }
 
 TEST_F(Evaluation, RequestAfterTheSwitch_GoesOfflineWithoutATimer) {

@@ -93,7 +93,7 @@ TEST_F(HandlerLifecycle, Tasks_RunInTheOrderOfPostingAlsoFromManyThreads) {
         ASSERT_EQ(numbers.size(), 200u);
         EXPECT_TRUE(std::is_sorted(numbers.begin(), numbers.end()));
     }
-    EXPECT_TRUE(log().Contains(LogLevel::Debug, "task loop end"));
+    EXPECT_TRUE(log().Has(LogLevel::Debug, "task loop end"));
 }
 
 TEST_F(HandlerLifecycle, Task_MayPostFurtherTasksWithNoLockHeld) {
@@ -291,7 +291,7 @@ TEST_F(HandlerStop, PipeServer_IsDisconnectedAtOnceAndDeletedByATaskBeforeTheDis
     EXPECT_FALSE(scenario->server_was_there_at_clear);
     EXPECT_EQ(Access::Server(scenario->handler()).load(), nullptr);
     EXPECT_EQ(scenario->log().OfFunction("PipeServer::Disconnect").size(), 1u);
-    EXPECT_TRUE(scenario->log().Contains(LogLevel::Debug, "task loop end"));
+    EXPECT_TRUE(scenario->log().Has(LogLevel::Debug, "task loop end"));
     EXPECT_FALSE(Access::Running(scenario->handler()));
 }
 

@@ -72,7 +72,7 @@ TEST_F(HandlerPersistence, FirstStartWithNoFile_IsOneWarnLineAndAllSetsEmpty) {
     log().Clear();
     Access::LoadActiveDevices(handler());
     EXPECT_EQ(Warnings(), 1u) << log().Text();
-    EXPECT_TRUE(log().Contains(LogLevel::Warn, "open file failed. file_path=" + DevicesFile()));
+    EXPECT_TRUE(log().Has(LogLevel::Warn, "open file failed. file_path=" + DevicesFile()));
     EXPECT_THAT(Active(), IsEmpty());
 }
 
@@ -83,9 +83,9 @@ TEST_F(HandlerPersistence, LoadOfAFile_ReplacesTheSetsOfItsKinds) {
     EXPECT_THAT(Active(), ElementsAre(Pair(DeviceType::TQ1, ElementsAre("1")),
                                       Pair(DeviceType::RV2, ElementsAre("12", "345")),
                                       Pair(DeviceType::LW, IsEmpty())));
-    EXPECT_TRUE(log().Contains(LogLevel::Debug, "open file OK. file_path=" + DevicesFile() +
-                                                    "  stream={\"RV2\":[\"12\",\"345\"],\"LW\":[]}"));
-    EXPECT_TRUE(log().Contains(LogLevel::Debug, "parse json OK."));
+    EXPECT_TRUE(log().Has(LogLevel::Debug, "open file OK. file_path=" + DevicesFile() +
+                                               "  stream={\"RV2\":[\"12\",\"345\"],\"LW\":[]}"));
+    EXPECT_TRUE(log().Has(LogLevel::Debug, "parse json OK."));
 }
 
 TEST_F(HandlerPersistence, Load_HandsACopyToAnObjectThatExists) {
@@ -119,7 +119,7 @@ class HandlerPersistenceRefused : public HandlerPersistence,
 TEST_P(HandlerPersistenceRefused, File_IsRefusedAsParseJsonFailed) {
     Active()[DeviceType::TQ1] = {"1"};
     Load(GetParam());
-    EXPECT_TRUE(log().Contains(LogLevel::Warn, "parse json failed."));
+    EXPECT_TRUE(log().Has(LogLevel::Warn, "parse json failed."));
     EXPECT_FALSE(log().Contains("parse json OK."));
     EXPECT_THAT(Active(), ElementsAre(Pair(DeviceType::TQ1, ElementsAre("1"))));
 }
@@ -131,7 +131,7 @@ INSTANTIATE_TEST_SUITE_P(All, HandlerPersistenceRefused,
 TEST_F(HandlerPersistence, FileNestedDeeperThanTheParserFollows_IsRefusedAsParseJsonFailed) {
     Active()[DeviceType::TQ1] = {"1"};
     Load(R"({"TQ1":["2"],"more":)" + std::string(1000, '[') + std::string(1000, ']') + "}");
-    EXPECT_TRUE(log().Contains(LogLevel::Warn, "parse json failed."));
+    EXPECT_TRUE(log().Has(LogLevel::Warn, "parse json failed."));
     EXPECT_THAT(Active(), ElementsAre(Pair(DeviceType::TQ1, ElementsAre("1"))));
 }
 
@@ -164,7 +164,7 @@ TEST_F(HandlerPersistence, NullInTheFile_LeavesTheSetAsItWas) {
 TEST_F(HandlerPersistence, SavingWithNoEntry_WritesTheWordNull_WhichLoadingRefuses) {
     EXPECT_EQ(Save(), "null");
     Access::LoadActiveDevices(handler());
-    EXPECT_TRUE(log().Contains(LogLevel::Warn, "parse json failed."));
+    EXPECT_TRUE(log().Has(LogLevel::Warn, "parse json failed."));
 }
 
 TEST_F(HandlerPersistence, NumbersAndNullInAnArray_EnterTheSetAsText) {
@@ -201,8 +201,8 @@ TEST_F(HandlerPersistence, Save_TakesTheSetsOfTheObjectsAndKeepsThoseOfDroppedOn
     EXPECT_THAT(Active()[DeviceType::TQ1], ElementsAre("10", "9"));
     EXPECT_THAT(Texts(root["TQ1"]), ElementsAre("10", "9"));
     EXPECT_THAT(Texts(root["LW"]), ElementsAre("4"));
-    EXPECT_TRUE(log().Contains(LogLevel::Debug, "file_path=" + DevicesFile()));
-    EXPECT_TRUE(log().Contains(LogLevel::Debug, "decvices: " + root.toStyledString()));
+    EXPECT_TRUE(log().Has(LogLevel::Debug, "file_path=" + DevicesFile()));
+    EXPECT_TRUE(log().Has(LogLevel::Debug, "decvices: " + root.toStyledString()));
 }
 
 TEST_F(HandlerPersistence, FileThatCannotBeOpenedForWriting_LeavesTheSetsUnrefreshed) {
@@ -211,7 +211,7 @@ TEST_F(HandlerPersistence, FileThatCannotBeOpenedForWriting_LeavesTheSetsUnrefre
     Active()[DeviceType::TQ1] = {"old"};
     std::filesystem::create_directory(DevicesFile());
     Access::SaveActiveDevices(handler());
-    EXPECT_TRUE(log().Contains(LogLevel::Warn, "open file failed. file_path=" + DevicesFile()));
+    EXPECT_TRUE(log().Has(LogLevel::Warn, "open file failed. file_path=" + DevicesFile()));
     EXPECT_THAT(Active()[DeviceType::TQ1], ElementsAre("old"));
 }
 

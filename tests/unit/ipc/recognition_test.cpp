@@ -65,7 +65,8 @@ TEST_F(Recognition, Completion_IsLoggedAndOnlyQueuedOnTheLibrarysThread) {
     library.join();
     const std::string line =
         "result.request_id=" + Template<EventAudioRecognized>() + ", result.error_code=3, result.result=text";
-    EXPECT_TRUE(log().Contains(LogLevel::Info, line));
+    ASSERT_THAT(log().Lines(), SizeIs(1)) << log().Text();
+    EXPECT_TRUE(log().Has(LogLevel::Info, line));
     EXPECT_THAT(SentEvents(), IsEmpty());
     EXPECT_EQ(Access::RunTasks(handler()), 1u);
     EXPECT_THAT(DebugLines("HandleRecognizeResult"),
@@ -95,6 +96,14 @@ TEST_F(Recognition, Result_FillsTheTemplateAndGoesOut) {
                             "extra=x.wav:s", "custom=custom:s"));
 }
 
+TEST_F(Recognition, Result_LeavesAheadOfItsTelemetryAndWithoutSendIPCMesage) {
+    UseEverything();
+    Complete(Result());
+    EXPECT_THAT(FunctionsAmong({"PipeServer::SendMsg", "IpcHandler::SendTrackwire"}),
+                ElementsAre("PipeServer::SendMsg", "IpcHandler::SendTrackwire"));
+    EXPECT_THAT(log().OfFunction("IpcHandler::SendIPCMesage"), IsEmpty());
+}
+
 TEST_F(Recognition, TwoResultsForOneDeviceAndCustom_AreTwoEventsWithIdsOfTheirOwn) {
     UseEverything();
     Complete(Result());
@@ -118,6 +127,45 @@ TEST_F(Recognition, ResultOfAQuestionThatWasReplacedByAnotherCustom_IsDropped) {
     result.request_id = Template<EventAudioRecognized>("x.wav", "former custom");
     Complete(result);
     EXPECT_THAT(SentEvents(), IsEmpty());
+}
+
+// The question for all is recorded for activated keypads alone, so that of any other keypad goes on.
+TEST_F(Recognition, LateResultOfAQuestionForOneKeypad_ComesAfterAQuestionForAllThatDidNotReachIt) {
+    UseEverything();
+    Access::CreateVoteDeckObjects(handler());
+    for (const DeviceType kind : kAllKinds) {
+        const auto object = Access::DeviceObjects(handler()).at(kind);
+        CommandAsk ask;
+        ask.type = QuestionType::Audio;
+        ask.device = "7";
+        ask.custom = "one";
+        object->HandleAsk(ask);
+        ask.device = "0";
+        ask.custom = "all";
+        object->HandleAsk(ask);
+        RecognitionResult result = Result();
+        result.request_id = Template<EventAudioRecognized>("x.wav", "one");
+        log().Clear();
+        Complete(result);
+        ASSERT_THAT(SentEvents(), SizeIs(1)) << static_cast<int>(kind);
+        EXPECT_EQ(SentEvents()[0]["custom"].asString(), "one");
+        // Once the keypad is activated, a question for all replaces its own.
+        object->SetActivatedDeviceSet({"7"});
+        object->HandleAsk(ask);
+        log().Clear();
+        Complete(result);
+        EXPECT_THAT(SentEvents(), IsEmpty()) << static_cast<int>(kind);
+    }
+}
+
+TEST_F(Recognition, ResultWhoseIdHasNoCustom_IsThatOfAQuestionWithAnEmptyOne) {
+    UseEverything();
+    EXPECT_CALL(Device(DeviceType::RV2), CheckLastQuestionCustom("7", "")).WillOnce(Return(true));
+    RecognitionResult result = Result();
+    result.request_id = WithoutCustom(result.request_id);
+    Complete(result);
+    ASSERT_THAT(SentEvents(), SizeIs(1));
+    EXPECT_EQ(SentEvents()[0]["custom"].asString(), "");
 }
 
 TEST_F(Recognition, ResultWhoseIdIsNoTemplate_SearchesWithEmptyTextsAndIsDropped) {

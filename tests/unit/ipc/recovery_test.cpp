@@ -43,11 +43,11 @@ TEST_F(HandlerRecovery, WatchdogRoutine_IsKeptAliveByPingsAndEndedByTheStopEvent
     EXPECT_TRUE(WaitUntil([this] { return Access::PingListeningStopEvent(handler()) != nullptr; }));
     Access::OnIpcPingreceived(handler());
     EXPECT_TRUE(log().WaitFor("ping_received_event_ set, continue"));
-    EXPECT_TRUE(log().Contains(LogLevel::Debug, "ping_received_event_ set, continue"));
-    EXPECT_TRUE(log().Contains(LogLevel::Debug, "ping received, set event"));
+    EXPECT_TRUE(log().Has(LogLevel::Debug, "ping_received_event_ set, continue"));
+    EXPECT_TRUE(log().Has(LogLevel::Debug, "ping received, set event"));
     SignalEvent(Access::PingListeningStopEvent(handler()));
     watchdog.join();
-    EXPECT_TRUE(log().Contains(LogLevel::Debug, "ping_listening_stop_event_ set, stop"));
+    EXPECT_TRUE(log().Has(LogLevel::Debug, "ping_listening_stop_event_ set, stop"));
     EXPECT_EQ(quits, 0);
     EXPECT_EQ(Access::PingReceivedEvent(handler()).load(), nullptr);
     EXPECT_EQ(Access::PingListeningStopEvent(handler()).load(), nullptr);
@@ -60,7 +60,7 @@ TEST_F(HandlerRecovery, WatchdogRoutineWithoutAPing_ReportsAndCallsTheQuitCallba
     Access::ListenPing(handler());
     EXPECT_GE(std::chrono::steady_clock::now() - begin, std::chrono::milliseconds(2900));
     EXPECT_EQ(quits, 1);
-    EXPECT_TRUE(log().Contains(LogLevel::Debug, "WaitForMultipleObjects result=WAIT_TIMEOUT, exit process"));
+    EXPECT_TRUE(log().Has(LogLevel::Debug, "WaitForMultipleObjects result=WAIT_TIMEOUT, exit process"));
     const auto records = TrackwireRecords("vdk_listening_ping_timeout");
     ASSERT_EQ(records.size(), 1u);
     EXPECT_THAT(records[0].Keys(), testing::ElementsAre("Action", "reporttime"));

@@ -81,7 +81,7 @@ TEST_F(HandlerStartAndStop, TaskLoop_LooksAtItsFlagOnlyBehindATask) {
     EXPECT_EQ(ran->get_future().wait_for(LogCapture::kPatience), std::future_status::ready)
         << "a task that is there runs, whatever the flag says";
     Access::TaskThread(handler())->join();
-    EXPECT_TRUE(log().Contains(LogLevel::Debug, "task loop end"));
+    EXPECT_TRUE(log().Has(LogLevel::Debug, "task loop end"));
 }
 
 TEST_F(HandlerStartAndStop, StopWithoutAServer_PostsTwoTasksAndDisconnectsNothing) {

@@ -64,7 +64,7 @@ TEST_F(HandlerTelemetry, Reporttime_IsYearMonthDayHourMinuteSecondAndMillisecond
 
 TEST_F(HandlerTelemetry, NoCommandLineFile_IsOneWarnLine) {
     Access::ReadCommandlineForTrackwire(handler());
-    EXPECT_TRUE(log().Contains(LogLevel::Warn, "open command line file failed: command_line"));
+    EXPECT_TRUE(log().Has(LogLevel::Warn, "open command line file failed: command_line"));
     EXPECT_THAT(TrackwireSetters(), IsEmpty());
 }
 
@@ -92,18 +92,18 @@ TEST_F(HandlerTelemetry, KeyThatHoldsANumber_IsSkippedAndOtherKeysApply) {
 
 TEST_F(HandlerTelemetry, CommandLineOfAnArray_IsRefused) {
     ReadCommandLine(R"(["login_cid"])");
-    EXPECT_TRUE(log().Contains(LogLevel::Warn, "parse command line failed"));
+    EXPECT_TRUE(log().Has(LogLevel::Warn, "parse command line failed"));
     EXPECT_THAT(TrackwireSetters(), IsEmpty());
 }
 
 TEST_F(HandlerTelemetry, CommandLineThatIsNoJson_IsRefused) {
     ReadCommandLine("--login_cid=7");
-    EXPECT_TRUE(log().Contains(LogLevel::Warn, "parse command line failed"));
+    EXPECT_TRUE(log().Has(LogLevel::Warn, "parse command line failed"));
 }
 
 TEST_F(HandlerTelemetry, CommandLineNestedDeeperThanTheParserFollows_IsRefused) {
     ReadCommandLine(R"({"login_cid":"c","more":)" + std::string(2000, '['));
-    EXPECT_TRUE(log().Contains(LogLevel::Warn, "parse command line failed"));
+    EXPECT_TRUE(log().Has(LogLevel::Warn, "parse command line failed"));
     EXPECT_THAT(TrackwireSetters(), IsEmpty());
 }
 

@@ -212,8 +212,8 @@ TEST_F(PipeIOTest, StopDuringABlockedRead_ReturnsWithoutAnErrorCallback) {
     EXPECT_EQ(recorder_.Errors(), 0);
     EXPECT_FALSE(PipeIOAccess::HasThreads(*io_));
     EXPECT_EQ(PipeIOAccess::ReadEvent(*io_), nullptr);
-    EXPECT_TRUE(log_.Contains(LogLevel::Warn, "GetOverlappedResult failed, error_code=997"));
-    EXPECT_TRUE(log_.Contains(LogLevel::Warn, "Read type failed"));
+    EXPECT_TRUE(log_.Has(LogLevel::Warn, "GetOverlappedResult failed, error_code=997"));
+    EXPECT_TRUE(log_.Has(LogLevel::Warn, "Read type failed"));
     EXPECT_FALSE(log_.Contains("Read data error"));
     EXPECT_EQ(log_.Count("ReadThread end"), 1u);
     EXPECT_EQ(log_.Count("WriteThread end"), 1u);

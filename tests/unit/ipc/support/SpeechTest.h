@@ -6,6 +6,7 @@
 #include "support/HandlerTest.h"
 
 #include <cstdint>
+#include <set>
 #include <string>
 #include <vector>
 
@@ -52,6 +53,24 @@ protected:
         event.custom = custom;
         event.lost_package_rate = 0.25;
         return MessageCodec::EncodeEvent(event);
+    }
+
+    /// An id like this one, of an event that has no "custom" at all.
+    static std::string WithoutCustom(const std::string& id) {
+        Json::Value root = ParseJson(id);
+        EXPECT_TRUE(root.removeMember("custom", nullptr));
+        return root.toStyledString();
+    }
+
+    /// The functions of all lines since the log was cleared, those of these functions alone, in order.
+    std::vector<std::string> FunctionsAmong(const std::set<std::string>& functions) const {
+        std::vector<std::string> found;
+        for (const LogLine& line : log().Lines()) {
+            if (functions.count(line.function) != 0) {
+                found.push_back(line.function);
+            }
+        }
+        return found;
     }
 
     /// A request with bytes of its own, which the handler takes over.
