@@ -111,7 +111,7 @@ Client& Rig::TheClient() {
 void Rig::StopHost() {
     tools::Process& process = host_->TheProcess();
     process.CloseInput();
-    if (!process.Wait(60000)) {
+    if (!host_->WaitForEnd(60000)) {
         throw std::runtime_error("the host doesn't end");
     }
     client_.reset();

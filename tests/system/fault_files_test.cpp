@@ -54,6 +54,7 @@ public:
     }
 
     tools::Process& TheProcess() { return host_->TheProcess(); }
+    bool WaitForEnd() { return host_->WaitForEnd(30000); }
     bool WaitForState(const std::string& state) {
         const bool said = WaitBriefly(
             [&] {
@@ -185,7 +186,7 @@ TEST_F(FileFaults, DevicesFileDamagedInEveryWay_LeavesWhatWasKnown) {
         after += rows[i]->Now().handles;
         files += rows[i]->Times();
         hosts[i]->TheProcess().CloseInput();
-        EXPECT_TRUE(hosts[i]->TheProcess().Wait(30000));
+        EXPECT_TRUE(hosts[i]->WaitForEnd());
         EXPECT_EQ(hosts[i]->TheProcess().ExitCode(), 0U);
     }
     EXPECT_LT(after, before + files - 4);

@@ -58,6 +58,27 @@ protected:
     }
 };
 
+TEST_F(StopFaults, HostThatHangsBehindItsLastWord_IsToldFromOneThatHangsBeforeIt) {
+    expect_clean_end_ = false;
+    const auto hangs_at_its_end = [this](const std::string& word) {
+        Start();
+        TheHost().TheProcess().WriteLine("hang " + word);
+        // What has been said by now is seen before the wait is over.
+        try {
+            EXPECT_FALSE(TheHost().WaitForEnd(3000));
+        } catch (const tools::HungAtItsEnd&) {
+            return true;
+        }
+        return false;
+    };
+    for (const auto& [word, expected] :
+         {std::pair{"stopped", true}, {"terminate called", true}, {"stopping", false}}) {
+        EXPECT_EQ(hangs_at_its_end(word), expected) << word;
+        TheHost().TheProcess().Kill();
+        WaitForHostEnd();
+    }
+}
+
 TEST_F(StopFaults, NeverConnected_LeavesNothing) {
     StopIn("stop, never connected", [this](FaultRow&, std::size_t) { ASSERT_TRUE(WaitForListening()); }, {});
 }

@@ -7,6 +7,7 @@
 #include <chrono>
 #include <filesystem>
 #include <fstream>
+#include <iostream>
 #include <iterator>
 #include <stdexcept>
 #include <thread>
@@ -66,8 +67,24 @@ Host::Host(const HostOptions& options) {
     process.directory = directory.wstring();
     process.environment = options.environment;
     process.environment.emplace("CLASSROOM_PORT", "0");
-    process.on_output = options.on_output;
-    process.on_error = options.on_error;
+    process.on_output = [this, heard = options.on_output](const std::string& line) {
+        if (line.find(R"("state":"stopped")") != std::string::npos) {
+            last_word_ = true;
+        }
+        if (heard) {
+            heard(line);
+        }
+    };
+    process.on_error = [this, heard = options.on_error](const std::string& line) {
+        if (line.starts_with("terminate called")) {
+            last_word_ = true;
+        }
+        if (heard) {
+            heard(line);
+        } else {
+            std::cerr << line << std::endl;
+        }
+    };
     process_ = std::make_unique<Process>(process);
     const auto deadline = std::chrono::steady_clock::now() + std::chrono::seconds(30);
     for (;;) {
@@ -86,6 +103,16 @@ Host::Host(const HostOptions& options) {
         std::this_thread::sleep_for(std::chrono::milliseconds(10));
     }
     classroom_ = std::make_unique<ClassroomClient>(port_);
+}
+
+bool Host::WaitForEnd(std::uint32_t timeout_ms) {
+    if (process_->Wait(timeout_ms)) {
+        return true;
+    }
+    if (last_word_) {
+        throw HungAtItsEnd();
+    }
+    return false;
 }
 
 }  // namespace vdipc::tools

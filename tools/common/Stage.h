@@ -5,10 +5,12 @@
 #include "tools/common/ClassroomClient.h"
 #include "tools/common/Process.h"
 
+#include <atomic>
 #include <cstdint>
 #include <functional>
 #include <map>
 #include <memory>
+#include <stdexcept>
 #include <string>
 #include <vector>
 
@@ -31,6 +33,12 @@ struct HostOptions {
     std::function<void(const std::string&)> on_error;
 };
 
+/// A host has said its last word, and its process goes on all the same. Under Wine one in some hundred does so.
+class HungAtItsEnd : public std::runtime_error {
+public:
+    HungAtItsEnd() : std::runtime_error("vdhost.exe hangs at its very end, behind its last word") {}
+};
+
 /// A running vdhost.exe and the classroom inside it.
 class Host {
 public:
@@ -38,10 +46,14 @@ public:
     explicit Host(const HostOptions& options);
 
     Process& TheProcess() { return *process_; }
+    /// Waits for the host's end; false when it runs on. Raises HungAtItsEnd where nothing is missing but the end of the
+    /// process itself: the host has said that it has stopped, or its run-time library that it terminates.
+    bool WaitForEnd(std::uint32_t timeout_ms);
     ClassroomClient& Classroom() { return *classroom_; }
     int ClassroomPort() const { return port_; }
 
 private:
+    std::atomic<bool> last_word_{false};
     std::unique_ptr<Process> process_;
     std::unique_ptr<ClassroomClient> classroom_;
     int port_ = 0;

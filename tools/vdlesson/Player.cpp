@@ -129,7 +129,7 @@ void Player::StartHost() {
 
 void Player::EndHost(const Step& step) {
     CheckMisuse();
-    if (!host_->TheProcess().Wait(static_cast<std::uint32_t>(step.seconds * 1000.0))) {
+    if (!host_->WaitForEnd(static_cast<std::uint32_t>(step.seconds * 1000.0))) {
         throw LessonFailure("the host has not ended");
     }
     if (host_->TheProcess().ExitCode() != 0) {

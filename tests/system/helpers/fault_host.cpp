@@ -4,6 +4,7 @@
 //   stop     Uninitialize, and says "down"
 //   start    Initialize, and says "up"
 //   again    both, one directly behind the other, and says "again"
+//   hang W   says W, "stopped" or "terminate called" as other hosts' last words are, and never ends
 //
 // Says "started" at the start; at the end of its input it stops the library where it runs, and says "stopped".
 #include "ipc/IIpcHandler.h"
@@ -67,6 +68,15 @@ int main() {
             handler->Uninitialize();
             handler->Initialize();
             Say("again");
+        } else if (action == "hang") {
+            std::string word;
+            std::getline(words >> std::ws, word);
+            if (word == "terminate called") {
+                std::cerr << word << " without an active exception" << std::endl;
+            } else {
+                Say(word.c_str());
+            }
+            Sleep(INFINITE);
         } else {
             return 3;
         }

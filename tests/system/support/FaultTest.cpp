@@ -134,8 +134,7 @@ void FaultTest::Revive(FaultRow& row) {
     ++revivals_;
     // Its wait for a client is over, so the stop can't be overtaken by it.
     TheHost().TheProcess().CloseInput();
-    ASSERT_TRUE(TheHost().TheProcess().Wait(30000));
-    EXPECT_EQ(TheHost().TheProcess().ExitCode(), 0U);
+    ASSERT_EQ(WaitForHostEnd(), 0U);
     Start();
     WarmUp(row);
 }

@@ -231,19 +231,17 @@ void SystemTest::Stop() {
         EXPECT_TRUE(WaitFor([] { return g_connected > 0 || IsListening(); }));
     }
     host_->TheProcess().CloseInput();
-    const bool ended = host_->TheProcess().Wait(60000);
-    EXPECT_TRUE(ended) << "the host hangs";
-    if (ended && expect_clean_end_) {
-        EXPECT_EQ(host_->TheProcess().ExitCode(), 0U);
+    const bool clean = expect_clean_end_;
+    const std::uint32_t code = WaitForHostEnd();
+    if (clean) {
+        EXPECT_EQ(code, 0U);
     }
-    host_.reset();
 }
 
 std::uint32_t SystemTest::WaitForHostEnd() {
-    EXPECT_TRUE(host_->TheProcess().Wait(60000)) << "the host runs on";
-    const std::uint32_t code = host_->TheProcess().ExitCode();
-    host_.reset();
-    return code;
+    const std::unique_ptr<tools::Host> host = std::move(host_);
+    EXPECT_TRUE(host->WaitForEnd(60000)) << "the host runs on";
+    return host->TheProcess().ExitCode();
 }
 
 void SystemTest::PutFile(const std::string& name, const std::string& content) {

@@ -88,7 +88,7 @@ protected:
     void Start();
     /// Ends the host by the end of its standard input, and checks the clean end.
     void Stop();
-    /// For hosts that end by themselves: waits for the end and gives the exit code.
+    /// For hosts that end by themselves: waits for the end and gives the exit code. Raises tools::HungAtItsEnd.
     std::uint32_t WaitForHostEnd();
     bool HostRuns() const { return host_ != nullptr; }
 
