@@ -166,7 +166,7 @@ Outcome BeginFault(World& world, ActionReader& reader) {
     const std::string where = reader.Text("where");
     const std::string word = reader.Text("word");
     Fault fault;
-    fault.ms = reader.Milliseconds("ms", word == "slow" ? 200 : 500);
+    fault.ms = reader.Milliseconds("ms", word == fault_word::kSlow ? 200 : 500);
     fault.chance = reader.Real("chance", 0.5);
     fault.times = static_cast<std::uint32_t>(reader.Number("times", 1, 1000, 2));
     fault.count = static_cast<std::uint32_t>(reader.Number("count", 2, 1000000, 3));

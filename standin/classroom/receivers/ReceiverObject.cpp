@@ -40,7 +40,7 @@ void ReceiverObject::CheckAlive(const char* call) {
 }
 
 bool ReceiverObject::Reaches() const {
-    return !deleted_ && receiver_.IsConnected() && world_.faults[kind_].Find("off") == nullptr;
+    return !deleted_ && receiver_.IsConnected() && world_.faults[kind_].Find(fault_word::kOff) == nullptr;
 }
 
 void ReceiverObject::Delete() {
@@ -274,7 +274,7 @@ const char* ReceiverObject::QueryDeviceInfo() {
         const std::lock_guard lock(world_.mutex);
         if (receiver_.IsConnected() && !deleted_) {
             *text = receiver_.device_info_;
-            if (world_.faults[kind_].Find("garbage") != nullptr) {
+            if (world_.faults[kind_].Find(fault_word::kGarbage) != nullptr) {
                 for (char& c : *text) {
                     c = static_cast<char>(1 + world_.chance.Below(255));
                 }

@@ -134,7 +134,7 @@ int SpeechEngine::Ask(const SpeechRequest& request) {
         open.number = ++requests_;
         args["request"] = Json::UInt64(open.number);
         if (returns == 0) {
-            const Fault* const delayed = faults_.Find("delayed");
+            const Fault* const delayed = faults_.Find(fault_word::kDelayed);
             const std::uint32_t delay = settings_.delay_ms + (delayed != nullptr ? delayed->ms : 0);
             open.due = Clock::now() + std::chrono::milliseconds(delay);
             open.waits =
@@ -211,10 +211,10 @@ void SpeechEngine::SetFaults(const Faults& faults) {
 }
 
 std::list<SpeechEngine::Open>::iterator SpeechEngine::NextDue(std::optional<Clock::time_point>& until) {
-    const Fault* const reorder = faults_.Find("reorder");
+    const Fault* const reorder = faults_.Find(fault_word::kReorder);
     const std::size_t batch = reorder != nullptr ? reorder->count : settings_.batch;
     const bool ordered = batch > 1 || settings_.order != SpeechSettings::Order::Fifo;
-    if (faults_.Find("off") != nullptr || (ordered && busy_)) {
+    if (faults_.Find(fault_word::kOff) != nullptr || (ordered && busy_)) {
         return open_.end();
     }
     const auto now = Clock::now();
@@ -274,9 +274,9 @@ void SpeechEngine::Work() {
         SpeechAnswer answer = MakeAnswer(*next);
         open_.erase(next);
         AlterByFaults(answer);
-        const Fault* const duplicate = faults_.Find("duplicate");
-        const Fault* const intermittent = faults_.Find("intermittent");
-        const Fault* const slow = faults_.Find("slow");
+        const Fault* const duplicate = faults_.Find(fault_word::kDuplicate);
+        const Fault* const intermittent = faults_.Find(fault_word::kIntermittent);
+        const Fault* const slow = faults_.Find(fault_word::kSlow);
         std::uint32_t copies = settings_.duplicate * (duplicate != nullptr ? duplicate->times : 1);
         if (intermittent != nullptr && world_.chance.Happens(intermittent->chance)) {
             copies = 0;
@@ -327,7 +327,7 @@ SpeechAnswer SpeechEngine::MakeAnswer(const Open& open) {
 }
 
 void SpeechEngine::AlterByFaults(SpeechAnswer& answer) {
-    if (faults_.Find("garbage") != nullptr) {
+    if (faults_.Find(fault_word::kGarbage) != nullptr) {
         answer.result.clear();
         answer.raw_result.clear();
         for (int i = 0; i < 16; ++i) {
@@ -336,11 +336,11 @@ void SpeechEngine::AlterByFaults(SpeechAnswer& answer) {
         }
         answer.score = static_cast<float>(world_.chance.Below(2000)) / 10.0F - 50.0F;
     }
-    if (faults_.Find("wrong") != nullptr) {
+    if (faults_.Find(fault_word::kWrong) != nullptr) {
         answer.result = "nobody said this";
         answer.score = 100.0F - answer.score;
     }
-    if (faults_.Find("stuck") != nullptr) {
+    if (faults_.Find(fault_word::kStuck) != nullptr) {
         if (!stuck_) {
             stuck_ = answer;
         }

@@ -122,7 +122,7 @@ void Station::Announce() {
     std::vector<TimedSignal> signals;
     {
         const std::lock_guard lock(world_.mutex);
-        if (!announces || world_.faults[Kind::RV2].Find("off") != nullptr) {
+        if (!announces || world_.faults[Kind::RV2].Find(fault_word::kOff) != nullptr) {
             return;
         }
         world_.keypads.ForEach(Kind::RV2, 0, [&signals](std::uint32_t number, Keypad& keypad) {

@@ -30,7 +30,7 @@ void StationObject::Misuse(const char* call, const std::string& text) {
 }
 
 bool StationObject::Reaches() const {
-    return open_ && world_.faults[Kind::RV2].Find("off") == nullptr;
+    return open_ && world_.faults[Kind::RV2].Find(fault_word::kOff) == nullptr;
 }
 
 void StationObject::Reserved0() {

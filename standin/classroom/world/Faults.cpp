@@ -23,14 +23,16 @@ const char* KindName(Kind kind) {
 }
 
 const std::vector<std::string>& Faults::Words() {
-    static const auto* const words = new std::vector<std::string>{
-        "off", "stuck", "garbage", "wrong", "slow", "delayed", "intermittent", "duplicate", "reorder"};
+    static const auto* const words =
+        new std::vector<std::string>{fault_word::kOff,          fault_word::kStuck,     fault_word::kGarbage,
+                                     fault_word::kWrong,        fault_word::kSlow,      fault_word::kDelayed,
+                                     fault_word::kIntermittent, fault_word::kDuplicate, fault_word::kReorder};
     return *words;
 }
 
 void Faults::Begin(const std::string& word, const Fault& fault) {
     faults_[word] = fault;
-    if (word == "stuck") {
+    if (word == fault_word::kStuck) {
         stuck_key_.reset();
     }
 }
@@ -52,13 +54,13 @@ Json::Value Faults::ToJson(const std::string& where) const {
         Json::Value one;
         one["where"] = where;
         one["word"] = word;
-        if (word == "slow" || word == "delayed") {
+        if (word == fault_word::kSlow || word == fault_word::kDelayed) {
             one["ms"] = fault.ms;
-        } else if (word == "intermittent") {
+        } else if (word == fault_word::kIntermittent) {
             one["chance"] = fault.chance;
-        } else if (word == "duplicate") {
+        } else if (word == fault_word::kDuplicate) {
             one["times"] = fault.times;
-        } else if (word == "reorder") {
+        } else if (word == fault_word::kReorder) {
             one["count"] = fault.count;
             one["held"] = Json::UInt64(held_.size());
         }
@@ -68,32 +70,32 @@ Json::Value Faults::ToJson(const std::string& where) const {
 }
 
 bool Faults::Alter(Signal& signal, Chance& chance) {
-    if (Find("off") != nullptr) {
+    if (Find(fault_word::kOff) != nullptr) {
         return false;
     }
-    const Fault* const intermittent = Find("intermittent");
+    const Fault* const intermittent = Find(fault_word::kIntermittent);
     if (intermittent != nullptr && chance.Happens(intermittent->chance)) {
         return false;
     }
     if (signal.what == Signal::What::Key) {
-        if (Find("stuck") != nullptr) {
+        if (Find(fault_word::kStuck) != nullptr) {
             stuck_key_ = stuck_key_.value_or(signal.key);
             signal.key = *stuck_key_;
         }
-        if (Find("garbage") != nullptr) {
+        if (Find(fault_word::kGarbage) != nullptr) {
             signal.key = static_cast<std::int32_t>(chance.Below(256));
         }
-        if (Find("wrong") != nullptr) {
+        if (Find(fault_word::kWrong) != nullptr) {
             ++signal.key;
         }
     } else if (signal.what == Signal::What::Audio) {
-        if (Find("garbage") != nullptr) {
+        if (Find(fault_word::kGarbage) != nullptr) {
             auto noise = std::make_shared<Bytes>(signal.recording->size());
             std::generate(noise->begin(), noise->end(),
                           [&chance] { return static_cast<std::uint8_t>(chance.Below(256)); });
             signal.recording = noise;
         }
-        if (Find("wrong") != nullptr) {
+        if (Find(fault_word::kWrong) != nullptr) {
             auto silent = std::make_shared<Bytes>(*signal.recording);
             const std::size_t header = std::min(silent->size(), kWavHeaderSize);
             std::fill(silent->begin() + static_cast<std::ptrdiff_t>(header), silent->end(), std::uint8_t{0});
@@ -107,10 +109,10 @@ std::vector<TimedSignal> Faults::Apply(const std::vector<TimedSignal>& signals, 
     if (faults_.empty()) {
         return signals;
     }
-    const Fault* const slow = Find("slow");
-    const Fault* const delayed = Find("delayed");
-    const Fault* const duplicate = Find("duplicate");
-    const Fault* const reorder = Find("reorder");
+    const Fault* const slow = Find(fault_word::kSlow);
+    const Fault* const delayed = Find(fault_word::kDelayed);
+    const Fault* const duplicate = Find(fault_word::kDuplicate);
+    const Fault* const reorder = Find(fault_word::kReorder);
     std::vector<TimedSignal> out;
     for (TimedSignal timed : signals) {
         if (!Alter(timed.signal, chance)) {

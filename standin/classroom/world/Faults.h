@@ -14,6 +14,19 @@
 
 namespace vdipc::classroom {
 
+/// The words of the control face. What they do to keypads' signals stands in Faults, what to speech in SpeechEngine.
+namespace fault_word {
+inline constexpr char kOff[] = "off";
+inline constexpr char kStuck[] = "stuck";
+inline constexpr char kGarbage[] = "garbage";
+inline constexpr char kWrong[] = "wrong";
+inline constexpr char kSlow[] = "slow";
+inline constexpr char kDelayed[] = "delayed";
+inline constexpr char kIntermittent[] = "intermittent";
+inline constexpr char kDuplicate[] = "duplicate";
+inline constexpr char kReorder[] = "reorder";
+}  // namespace fault_word
+
 struct Fault {
     std::uint32_t ms = 0;     // slow, delayed
     double chance = 0.5;      // intermittent

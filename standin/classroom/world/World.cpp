@@ -72,7 +72,7 @@ Outcome World::Send(Kind kind, const std::vector<TimedSignal>& signals, const Se
     {
         const std::lock_guard lock(mutex);
         timed = faults[kind].Apply(signals, chance);
-        slow = faults[kind].Find("slow") != nullptr;
+        slow = faults[kind].Find(fault_word::kSlow) != nullptr;
     }
     const auto ticket = std::make_shared<Ticket>();
     const std::size_t lane = lanes.NextLane();
