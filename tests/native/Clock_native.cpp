@@ -1,6 +1,8 @@
 #include "common/Clock.h"
 #include "native/NativeSeam.h"
 
+#include <algorithm>
+#include <atomic>
 #include <chrono>
 #include <ctime>
 #include <mutex>
@@ -14,6 +16,7 @@ namespace {
 std::mutex g_clock_mutex;
 std::optional<LocalTime> g_time;
 std::optional<std::uint32_t> g_processors;
+std::atomic<std::uint32_t> g_longest_sleep{0xFFFFFFFFu};
 thread_local std::optional<std::uint32_t> t_thread_number;
 
 }  // namespace
@@ -50,7 +53,7 @@ std::uint32_t GetThreadNumber() {
 }
 
 void SleepMilliseconds(std::uint32_t milliseconds) {
-    std::this_thread::sleep_for(std::chrono::milliseconds(milliseconds));
+    std::this_thread::sleep_for(std::chrono::milliseconds(std::min(milliseconds, g_longest_sleep.load())));
 }
 
 std::uint32_t GetProcessorCount() {
@@ -63,6 +66,10 @@ namespace test {
 void SetNativeLocalTime(std::optional<LocalTime> time) {
     std::lock_guard lock(g_clock_mutex);
     g_time = time;
+}
+
+void SetNativeLongestSleep(std::uint32_t milliseconds) {
+    g_longest_sleep = milliseconds;
 }
 
 void SetNativeProcessorCount(std::optional<std::uint32_t> count) {

@@ -16,6 +16,8 @@ namespace vdipc::test {
 
 /// A standing clock; nothing gives the real one back.
 void SetNativeLocalTime(std::optional<LocalTime> time);
+/// No sleep of the library's takes longer than this from now on.
+void SetNativeLongestSleep(std::uint32_t milliseconds);
 /// A number for the calling thread; nothing gives the real one back.
 void SetNativeThreadNumber(std::optional<std::uint32_t> number);
 
