@@ -6,14 +6,29 @@
 namespace vdipc::tools {
 namespace {
 
-std::mutex g_append_mutex;
+/// Of the system's own kind, for which nobody waits in a process that ends: a thread that was ended inside an append never
+/// gives it back, and the library's last lines come behind that. A std::mutex would hang there for good.
+class AppendLock {
+public:
+    AppendLock() { InitializeCriticalSection(&section_); }
+    void lock() { EnterCriticalSection(&section_); }
+    void unlock() { LeaveCriticalSection(&section_); }
+
+private:
+    CRITICAL_SECTION section_;
+};
+
+AppendLock& TheAppendLock() {
+    static AppendLock& lock = *new AppendLock();  // needed until the very end
+    return lock;
+}
 
 BOOL WINAPI WriteFileInTurn(HANDLE file, const void* data, DWORD size, DWORD* written,
                             OVERLAPPED* overlapped) {
     if (overlapped != nullptr) {
         return WriteFile(file, data, size, written, overlapped);
     }
-    const std::lock_guard lock(g_append_mutex);
+    const std::lock_guard lock(TheAppendLock());
     return WriteFile(file, data, size, written, nullptr);
 }
 
@@ -48,6 +63,7 @@ void SerialiseAppendsUnderWine(HMODULE library) {
     if (GetProcAddress(GetModuleHandleW(L"ntdll.dll"), "wine_get_version") == nullptr) {
         return;
     }
+    TheAppendLock();
     ULONGLONG* const address = ImportOf(library, "WriteFile");
     DWORD protection = 0;
     if (address != nullptr &&
