@@ -78,6 +78,22 @@ TEST_F(HostSystem, QuitOfTheClient_EndsTheHostCleanly) {
     EXPECT_EQ(lines.back()["state"], "stopped");
 }
 
+TEST_F(HostSystem, StopBesideAClientsLoss_EndsByItself) {
+    Start();
+    TestClient client;
+    Init(client);
+    // The client's loss stands behind the script's two seconds, and the stop begins within them.
+    ASSERT_GE(Do(R"({"do":"station","state":"hang","notice":true})")["notices"].asInt(), 1);
+    client.Disconnect();
+    ASSERT_TRUE(WaitForLog("Read data error, terminate ReadThread"));
+    TheHost().TheProcess().CloseInput();
+    ASSERT_TRUE(WaitFor([this] { return CountInLog("IpcHandler::Uninitialize") > 0; }));
+    EXPECT_EQ(CountInLog("Connect begin"), 1U) << "the loss was handled before the stop";
+    EXPECT_EQ(WaitForHostEnd(), 0U);
+    EXPECT_EQ(CountInLog("Connect begin"), 2U);
+    EXPECT_EQ(HostLines().back()["state"], "stopped");
+}
+
 TEST_F(HostSystem, KilledClient_NeverEndsTheHost) {
     Start();
     for (int i = 0; i < 3; ++i) {
@@ -294,6 +310,55 @@ TEST_F(ClientSystem, RawBytes_GoOutAsTheyStand) {
     EXPECT_EQ(RunClient({"--raw", "--listen", "1500"}, {"08 00 00 00 00 00 00 00 C9 00 00 00"}), 0U);
     ASSERT_EQ(output_.size(), 1U);
     EXPECT_EQ(Parsed(output_[0])["ping-reply"], true);
+}
+
+TEST_F(ClientSystem, RawBlock_GoesOutWithOneWriteAndWithoutItsComments) {
+    Start();
+    EXPECT_EQ(
+        RunClient({"--raw", "--wait", "device-inited"},
+                  {"# a ping", "08 00 00 00  type 8", "00 00 00 00  length 0", "C9 00 00 00  command 201", "",
+                   "E2 07 00 00  type 2018", "33 00 00 00  length 51", "E2 07 00 00  command 2018",
+                   R"(7B 22 63 6F 6D 6D 61 6E 64 22 3A 20 22 69 6E 69  {"command": "ini)",
+                   R"(74 22 2C 20 22 70 72 65 66 65 72 72 65 64 2D 64  t", "preferred-d)",
+                   R"(65 76 69 63 65 2D 74 79 70 65 22 3A 20 22 61 6E  evice-type": "an)",
+                   R"(79 22 7D  y"})"}),
+        0U)
+        << errors_;
+    ASSERT_EQ(output_.size(), 2U);
+    EXPECT_EQ(Parsed(output_[0])["ping-reply"], true);
+    EXPECT_EQ(Parsed(output_[1])["event"], "device-inited");
+}
+
+TEST_F(ClientSystem, RawWordsThatAreNoBytes_FailAndSendNothingOfTheirBlock) {
+    Start();
+    EXPECT_EQ(RunClient({"--raw", "--listen", "500"}, {"08 00 00 00 00 00 00 00 C9 00 00 00", "zz"}), 2U);
+    EXPECT_NE(errors_.find("'z' is no hexadecimal digit"), std::string::npos) << errors_;
+    EXPECT_TRUE(output_.empty());
+}
+
+TEST_F(ClientSystem, Quit_WaitsForTheEndOfTheConnectionAndCallsItSuccess) {
+    Start();
+    EXPECT_EQ(RunClient({"--timeout", "30000", "quit"}), 0U) << errors_;
+    EXPECT_EQ(WaitForHostEnd(), 0U);
+}
+
+TEST_F(ClientSystem, QuitThatTheHostDoesNotHearInTime_SaysSo) {
+    environment_["CLASSROOM_STATION"] = "hang";
+    Start();
+    // The "init" before it lasts as long as the station's script hangs.
+    EXPECT_EQ(RunClient({"--timeout", "5000"}, {"init audio", R"({"command":"quit"})"}), 6U);
+    EXPECT_NE(errors_.find("hasn't ended the connection within 5000 ms"), std::string::npos) << errors_;
+    Do(R"({"do":"station","state":"up","notice":false})");
+    EXPECT_TRUE(WaitForLog("Connect begin", 2));
+}
+
+TEST_F(ClientSystem, WordsThatTheLibraryDoesNotKnow_GoOutByForceAlone) {
+    Start();
+    EXPECT_EQ(RunClient({"ask", "0", "singlechoice"}), 2U);
+    EXPECT_NE(errors_.find("unknown question type 'singlechoice'"), std::string::npos) << errors_;
+    EXPECT_EQ(CountInLog("singlechoice"), 0U);
+    EXPECT_EQ(RunClient({"--force", "ask", "0", "singlechoice"}), 0U) << errors_;
+    EXPECT_TRUE(WaitForLog("singlechoice"));
 }
 
 TEST_F(ClientSystem, Ping_PrintsReplies) {

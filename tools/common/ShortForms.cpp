@@ -2,6 +2,7 @@
 
 #include <json/json.h>
 
+#include <algorithm>
 #include <memory>
 #include <stdexcept>
 
@@ -10,6 +11,39 @@ namespace {
 
 [[noreturn]] void Fail(const std::string& words) {
     throw std::invalid_argument(words);
+}
+
+using Words = std::vector<std::string>;
+
+const Words kKinds = {"non-audio", "audio", "any"};
+// The spelling of the fourth is the protocol's.
+const Words kQuestionTypes = {"single-choice",
+                              "multiple-choice",
+                              "red-envelope",
+                              "continous-red-envelope",
+                              "true-false",
+                              "audio",
+                              "audio-single",
+                              "audio-multiple",
+                              "audio-multiple-chn",
+                              "evaluation",
+                              "voice-record",
+                              "general",
+                              "multiple-question-single-choice"};
+const Words kArguments = {"led", "motor", "beep"};
+const Words kColors = {"blue", "green", "blue-green", "red", "magenta", "yellow", "white"};
+
+/// The library drops a command with a word that it doesn't know, and tells nobody.
+const std::string& Checked(const std::string& word, const char* what, const Words& known, bool force) {
+    if (force || std::find(known.begin(), known.end(), word) != known.end()) {
+        return word;
+    }
+    std::string list;
+    for (std::size_t i = 0; i < known.size(); ++i) {
+        list += (i == 0 ? "" : i + 1 < known.size() ? ", " : " and ") + known[i];
+    }
+    Fail(std::string("unknown ") + what + " '" + word + "': " + list +
+         " are known; --force sends it all the same");
 }
 
 std::string Compact(const Json::Value& value) {
@@ -59,7 +93,7 @@ std::vector<std::string> SplitAt(const std::string& text, char separator) {
     return parts;
 }
 
-Json::Value HiArgument(const std::string& word) {
+Json::Value HiArgument(const std::string& word, bool force) {
     const std::vector<std::string> parts = SplitAt(word, ':');
     const bool led = parts[0] == "led";
     const std::size_t first = led ? 2 : 1;
@@ -69,9 +103,9 @@ Json::Value HiArgument(const std::string& word) {
              "beep:TIMES:INTERVAL:DURATION");
     }
     Json::Value argument;
-    argument["type"] = parts[0];
+    argument["type"] = Checked(parts[0], "argument", kArguments, force);
     if (led) {
-        argument["color"] = parts[1];
+        argument["color"] = Checked(parts[1], "color", kColors, force);
     }
     argument["times"] = Number(parts[first], "TIMES");
     argument["interval"] = Number(parts[first + 1], "INTERVAL");
@@ -101,7 +135,7 @@ void PutOption(Json::Value& command, const std::string& word) {
 
 }  // namespace
 
-std::string JsonOfShortForm(const std::vector<std::string>& words) {
+std::string JsonOfShortForm(const std::vector<std::string>& words, bool force) {
     if (words.empty()) {
         Fail("no command given");
     }
@@ -116,10 +150,11 @@ std::string JsonOfShortForm(const std::vector<std::string>& words) {
         return words[next++];
     };
     if (name == "init") {
-        command["preferred-device-type"] = take("non-audio, audio or any");
+        command["preferred-device-type"] = Checked(take("non-audio, audio or any"), "kind", kKinds, force);
     } else if (name == "ask") {
         command["device"] = take("a device id (0 for all)");
-        command["type"] = take("a question type, for instance single-choice");
+        command["type"] = Checked(take("a question type, for instance single-choice"), "question type",
+                                  kQuestionTypes, force);
     } else if (name == "stop" || name == "text" || name == "hi" || name == "drop") {
         command["device"] = take("a device id (0 for all)");
     } else if (name != "quit") {
@@ -130,7 +165,7 @@ std::string JsonOfShortForm(const std::vector<std::string>& words) {
     }
     for (; next < words.size(); ++next) {
         if (name == "hi" && words[next].find(':') != std::string::npos) {
-            command["arguments"].append(HiArgument(words[next]));
+            command["arguments"].append(HiArgument(words[next], force));
         } else {
             PutOption(command, words[next]);
         }

@@ -16,7 +16,9 @@ namespace vdipc::tools {
 ///   hi DEVICE [ARGUMENT ...]          led:COLOR:TIMES:INTERVAL:DURATION, motor:T:I:D, beep:T:I:D
 ///   drop DEVICE
 ///   quit
-std::string JsonOfShortForm(const std::vector<std::string>& words);
+///
+/// With force, words of the protocol are not checked: KIND, TYPE, and an argument's type and COLOR.
+std::string JsonOfShortForm(const std::vector<std::string>& words, bool force = false);
 
 /// Splits a line at blanks; double quotes hold blanks together.
 std::vector<std::string> SplitWords(const std::string& line);

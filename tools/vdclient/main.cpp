@@ -1,6 +1,7 @@
 // A console for the pipe: JSON lines on standard input become frames, frames become JSON lines on standard output.
 
 #include "tools/common/ClassroomClient.h"
+#include "tools/common/HexBlocks.h"
 #include "tools/common/ShortForms.h"
 #include "tools/common/Stage.h"
 #include "tools/common/WideText.h"
@@ -34,7 +35,7 @@ constexpr int kExitUsage = 2;
 constexpr int kExitNobodyServes = 3;
 constexpr int kExitAnotherClient = 4;
 constexpr int kExitConnectionLost = 5;
-constexpr int kExitEventMissing = 6;
+constexpr int kExitEventMissing = 6;  // or the end of the connection behind "quit"
 constexpr int kExitNotServed = 7;
 
 struct Options {
@@ -44,6 +45,7 @@ struct Options {
     std::string wait_event;
     std::string classroom = Utf8FromWide(OwnDirectory()) + "classroom.port";
     bool raw = false;
+    bool force = false;
     std::vector<std::string> words;
 };
 
@@ -144,37 +146,23 @@ private:
     std::mutex print_mutex_;
 };
 
-/// Bytes of a text of hexadecimal digits; blanks between them are allowed.
-std::string BytesOfHex(const std::string& text) {
-    std::string digits;
-    for (const char c : text) {
-        if (c != ' ' && c != '\t' && c != '\r') {
-            if (std::isxdigit(static_cast<unsigned char>(c)) == 0) {
-                throw std::invalid_argument(std::string("'") + c + "' is no hexadecimal digit");
-            }
-            digits.push_back(c);
-        }
-    }
-    if (digits.size() % 2 != 0) {
-        throw std::invalid_argument("a byte has two hexadecimal digits, and the last one here has one");
-    }
-    std::string bytes;
-    for (std::size_t i = 0; i < digits.size(); i += 2) {
-        bytes.push_back(static_cast<char>(std::stoi(digits.substr(i, 2), nullptr, 16)));
-    }
-    return bytes;
-}
-
 /// A JSON object is sent as it stands, everything else is taken for a short form.
-std::string BytesOfLine(const std::string& line, bool raw) {
-    if (raw) {
-        return BytesOfHex(line);
-    }
+std::string JsonOfLine(const std::string& line, bool force) {
     const std::size_t first = line.find_first_not_of(" \t");
     if (first != std::string::npos && line[first] == '{') {
-        return JsonFrameBytes(line);
+        return line;
     }
-    return JsonFrameBytes(JsonOfShortForm(SplitWords(line)));
+    return JsonOfShortForm(SplitWords(line), force);
+}
+
+bool IsQuit(const std::string& json) {
+    Json::Value value;
+    std::string errors;
+    try {
+        return ParseJson(json, value, errors) && value.isObject() && value["command"] == "quit";
+    } catch (const Json::Exception&) {
+        return false;  // nested too deep
+    }
 }
 
 constexpr std::string_view kClassroomWord = "classroom ";
@@ -197,13 +185,52 @@ int Complain(const std::string& words, int code) {
     return code;
 }
 
+/// Sends lines of standard input until it ends. `quits` says whether one of them asked the host to end.
+int SendLines(const Options& options, Console& console, Client& client, bool& quits) {
+    HexBlocks blocks;
+    const auto send = [&](const std::string& bytes) { return bytes.empty() || console.Send(bytes); };
+    std::string line;
+    while (std::getline(std::cin, line)) {
+        bool sent = true;
+        try {
+            if (options.raw) {
+                sent = send(blocks.TakeLine(line));
+            } else if (line.find_first_not_of(" \t\r") == std::string::npos) {
+                continue;
+            } else if (line.starts_with(kClassroomWord)) {
+                console.Print(AskClassroom(options.classroom, line.substr(kClassroomWord.size())));
+            } else {
+                const std::string json = JsonOfLine(line, options.force);
+                quits = IsQuit(json) || quits;
+                sent = send(JsonFrameBytes(json));
+            }
+        } catch (const std::invalid_argument& error) {
+            Complain(error.what(), kExitUsage);
+            if (options.raw) {
+                return kExitUsage;  // what follows could be half a frame
+            }
+        } catch (const std::runtime_error& error) {
+            Complain(error.what(), kExitUsage);
+        }
+        if (!sent) {
+            return Complain("the connection was lost: " + client.LastError(), kExitConnectionLost);
+        }
+    }
+    return send(blocks.TakeRest())
+               ? 0
+               : Complain("the connection was lost: " + client.LastError(), kExitConnectionLost);
+}
+
 int Run(const Options& options) {
     std::string first;
+    bool quits = false;
     if (!options.words.empty()) {
         try {
-            first = options.words.size() == 1 && options.words[0].starts_with("{")
-                        ? JsonFrameBytes(options.words[0])
-                        : JsonFrameBytes(JsonOfShortForm(options.words));
+            const std::string json = options.words.size() == 1 && options.words[0].starts_with("{")
+                                         ? options.words[0]
+                                         : JsonOfShortForm(options.words, options.force);
+            quits = IsQuit(json);
+            first = JsonFrameBytes(json);
         } catch (const std::invalid_argument& error) {
             return Complain(error.what(), kExitUsage);
         }
@@ -236,34 +263,24 @@ int Run(const Options& options) {
         if (!console.Send(first)) {
             return Complain("the connection was lost: " + client.LastError(), kExitConnectionLost);
         }
-    } else {
-        std::string line;
-        while (std::getline(std::cin, line)) {
-            if (line.find_first_not_of(" \t\r") == std::string::npos) {
-                continue;
-            }
-            if (line.starts_with(kClassroomWord)) {
-                try {
-                    console.Print(AskClassroom(options.classroom, line.substr(kClassroomWord.size())));
-                } catch (const std::runtime_error& error) {
-                    Complain(error.what(), kExitUsage);
-                }
-                continue;
-            }
-            try {
-                if (!console.Send(BytesOfLine(line, options.raw))) {
-                    return Complain("the connection was lost: " + client.LastError(), kExitConnectionLost);
-                }
-            } catch (const std::invalid_argument& error) {
-                Complain(error.what(), kExitUsage);
-            }
-        }
+    } else if (const int code = SendLines(options, console, client, quits); code != 0) {
+        return code;
     }
     if (!options.wait_event.empty() && !console.WaitForEvent(options.wait_event, options.timeout_ms)) {
         return Complain("no event \"" + options.wait_event + "\" has come", kExitEventMissing);
     }
     if (options.listen_ms > 0) {
         console.WaitUntilLost(options.listen_ms);
+    }
+    if (quits) {
+        // A client that leaves before may keep the host from ever hearing of it.
+        console.WaitUntilLost(options.timeout_ms);
+        return console.IsLost()
+                   ? 0
+                   : Complain("the host hasn't ended the connection within " +
+                                  std::to_string(options.timeout_ms) +
+                                  " ms; it is busy (--timeout), or goes on whatever its client says",
+                              kExitEventMissing);
     }
     return console.IsLost() ? Complain("the connection was lost", kExitConnectionLost) : 0;
 }
@@ -278,13 +295,18 @@ int main() {
                  "as one JSON line each.",
                  "vdclient");
     Options options;
-    app.add_option("--timeout", options.timeout_ms, "milliseconds to wait for the pipe, and for --wait")
+    app.add_option(
+           "--timeout", options.timeout_ms,
+           "milliseconds to wait for the pipe, for --wait, and for the end of the connection behind quit")
         ->capture_default_str();
     app.add_option("--ping", options.ping_ms, "send a ping every so many milliseconds");
     app.add_option("--listen", options.listen_ms, "stay connected so many milliseconds after the last line");
     app.add_option("--wait", options.wait_event, "stay connected until an event of this name has come");
-    app.add_flag("--raw", options.raw,
-                 "lines of standard input are bytes in hexadecimal, sent as they stand");
+    app.add_flag(
+        "--raw", options.raw,
+        "lines of standard input are bytes in hexadecimal, sent as they stand: a block of lines, up to an "
+        "empty one, goes out at once; what stands behind two blanks or a # is a comment");
+    app.add_flag("--force", options.force, "send words that the library doesn't know, too");
     app.add_option(
            "--classroom", options.classroom,
            "port of the simulated classroom, or the file that holds it: lines \"classroom {JSON}\" move it, "
@@ -293,9 +315,12 @@ int main() {
     app.add_option("command", options.words, "a command in its short form, or one JSON object");
     app.positionals_at_end();
     app.allow_windows_style_options(false);
-    app.footer(ShortFormHelp() + "Exit codes: 0 done, 2 bad words, 3 nobody serves the pipe, 4 another "
-                                 "client holds it, 5 connection lost,\n"
-                                 "6 the event of --wait has not come, 7 connected, but not served.");
+    app.footer(
+        ShortFormHelp() +
+        "Exit codes: 0 done, 2 bad words, 3 nobody serves the pipe, 4 another client holds it, 5 connection "
+        "lost,\n"
+        "6 the event of --wait, or the end of the connection behind quit, has not come, 7 connected, but not "
+        "served.");
     std::vector<std::string> arguments = Utf8Arguments();
     try {
         app.parse(std::vector<std::string>(arguments.rbegin(), arguments.rend()));

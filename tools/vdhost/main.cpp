@@ -82,6 +82,28 @@ void WaitForTheOfferOfThePipe() {
     }
 }
 
+/// While the library stops. A stop that meets a client's loss waits for the next client, for good; here it comes. Not at
+/// once, so that an ordinary stop has no visitor.
+void VisitAStopThatHangs() {
+    constexpr DWORD kOrdinaryStop = 4000;
+    constexpr DWORD kBetweenTries = 200;
+    HANDLE pipe = INVALID_HANDLE_VALUE;
+    for (DWORD wait = kOrdinaryStop; WaitForSingleObject(g_stopped_event, wait) == WAIT_TIMEOUT;
+         wait = kBetweenTries) {
+        if (pipe != INVALID_HANDLE_VALUE) {
+            continue;
+        }
+        pipe = CreateFileA(vdipc::kPipeName, GENERIC_READ | GENERIC_WRITE, 0, nullptr, OPEN_EXISTING, 0,
+                           nullptr);
+        if (pipe != INVALID_HANDLE_VALUE) {
+            std::cerr << "vdhost: the stop waited for a client, and got one" << std::endl;
+        }
+    }
+    if (pipe != INVALID_HANDLE_VALUE) {
+        CloseHandle(pipe);
+    }
+}
+
 int Fail(const std::string& words) {
     std::cerr << "vdhost: " << words << std::endl;
     return 1;
@@ -151,8 +173,10 @@ int main() {
         return 0;
     }
     WaitForTheOfferOfThePipe();
+    std::thread visitor(VisitAStopThatHangs);
     handler->Uninitialize();
     PrintState("stopped", "");
     SetEvent(g_stopped_event);
+    visitor.join();
     return 0;
 }

@@ -29,6 +29,30 @@ TEST(ShortForms, Init_DecodesAsTheCommand) {
     EXPECT_EQ(command.id, "5");
 }
 
+/// Every word of the vocabulary passes, another one doesn't unless it is forced.
+template <typename Number>
+void ExpectWords(const Vocabulary<Number>& vocabulary, const std::string& before, const std::string& behind) {
+    std::string list;
+    for (const auto& [word, number] : vocabulary.numbers) {
+        EXPECT_EQ(ComplaintOfShortForm(before + word + behind), "") << word;
+    }
+    const std::string wrong = before + "nonsense" + behind;
+    const std::string complaint = ComplaintOfShortForm(wrong);
+    EXPECT_NE(complaint.find("'nonsense'"), std::string::npos) << complaint;
+    EXPECT_NE(complaint.find("--force"), std::string::npos) << complaint;
+    for (const auto& [word, number] : vocabulary.numbers) {
+        EXPECT_NE(complaint.find(word), std::string::npos) << word;
+    }
+    EXPECT_NE(JsonOfShortForm(SplitWords(wrong), true).find("\"nonsense\""), std::string::npos);
+}
+
+TEST(ShortForms, WordsOfTheProtocol_AreCheckedUnlessForced) {
+    ExpectWords(kPreferredDeviceTypes, "init ", "");
+    ExpectWords(kQuestionTypes, "ask 0 ", " custom=c");
+    ExpectWords(kHiArgumentColors, "hi 0 led:", ":1:2:3");
+    EXPECT_NE(ComplaintOfShortForm("hi 0 horn:1:2:3").find("unknown argument 'horn'"), std::string::npos);
+}
+
 TEST(ShortForms, Ask_CarriesRowsContextAndCustom) {
     CommandAsk command;
     ASSERT_TRUE(MessageCodec::DecodeCommand(
