@@ -11,7 +11,8 @@
 
 namespace vdipc {
 
-/// All operations run on the task thread, but for those of construction. A device id is a keypad's 32-bit
+/// All operations run on the task thread while that runs. The host's thread makes an object and gives it its path, its
+/// listener and its devices before, and takes the devices and the object down behind. A device id is a keypad's 32-bit
 /// number as decimal text; "0" means all keypads of the object.
 class IVoteDeckObject {
 public:
