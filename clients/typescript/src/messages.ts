@@ -312,7 +312,7 @@ export interface EventArrived {
   id: string;
 }
 /**
- * A receiver was unplugged.
+ * A receiver went: it was unplugged, or the base station lost its power or its cable. It doesn't say which; the "device-inited" behind it says what is left.
  */
 export interface EventRemoved {
   event: 'removed';
@@ -321,7 +321,7 @@ export interface EventRemoved {
    */
   id: string;
   /**
-   * Why no receiver is ready. Left out when there is nothing to say.
+   * Why the receiver went. The library always says "no-power" or "not-connected"; the format knows a third word and lets the key be left out.
    */
   info?: 'no-power' | 'not-connected' | 'ip-not-set';
 }
