@@ -73,6 +73,8 @@ def check_lines(check, root):
 
 
 def check_state(root, archive):
+    if not pathlib.Path(archive).exists():
+        return [f"{archive} isn't there: build vdipc_messages first"], ""
     # Data that can be written to, by its demangled name; the compiler's own begins with two underscores or a point.
     listed = subprocess.run(["nm", "-C", archive], capture_output=True, text=True, check=True).stdout
     names = {m[1] for m in re.finditer(r"^[0-9a-f]+ [bBdDuCgGsS] (.+)$", listed, re.MULTILINE)}
