@@ -198,7 +198,7 @@ std::size_t LineReader::Process(std::string_view bytes, bool all) {
         bool known = false;
         Brackets brackets;
         std::size_t followed = body;
-        while (!known) {
+        while (true) {
             const void* const found = std::memchr(bytes.data() + from, '\n', bytes.size() - from);
             std::size_t stop =
                 found == nullptr
@@ -227,7 +227,6 @@ std::size_t LineReader::Process(std::string_view bytes, bool all) {
             if (stop - at > kLongestText) {
                 end = std::min(stop, at + kLongestText);
                 line_ends += end == stop && found != nullptr ? 1 : 0;
-                known = true;
                 break;
             }
             if (found == nullptr) {
@@ -235,13 +234,11 @@ std::size_t LineReader::Process(std::string_view bytes, bool all) {
                     return at;
                 }
                 end = stop;
-                known = true;
                 break;
             }
             ++line_ends;
             end = stop;
             if (!ours) {
-                known = true;
                 break;
             }
             const std::string_view next = bytes.substr(stop);
@@ -249,7 +246,6 @@ std::size_t LineReader::Process(std::string_view bytes, bool all) {
             const bool next_is_ours = ReadPrefix(next, ignored);
             prefix_ = own;
             if (next_is_ours || (next.empty() && all)) {
-                known = true;
                 break;
             }
             if (!all && next.size() < kLongestPrefix && next.find('\n') == std::string_view::npos) {
@@ -261,7 +257,6 @@ std::size_t LineReader::Process(std::string_view bytes, bool all) {
             brackets.Follow(bytes.substr(followed, stop - followed));
             followed = stop;
             if (!brackets.AreOpen() && !(bare && carriage_returns_)) {
-                known = true;
                 break;
             }
             from = stop;
