@@ -1,5 +1,6 @@
 # What continuous integration would run on Windows, on a clean clone: MSVC builds everything with warnings as errors, all tests
-# run. It has never been run itself: this project's machines are Linux, and what they can hold of it is in CONTRIBUTING.md.
+# run, packages are made. It has never been run itself: this project's machines are Linux, and what they can hold of it is in
+# CONTRIBUTING.md.
 #
 # Needs Visual Studio 2022 with the C++ workload, and vcpkg (VCPKG_ROOT).
 $ErrorActionPreference = 'Stop'
@@ -25,3 +26,6 @@ Invoke-Step cmake --preset msvc-test
 Invoke-Step cmake --build --preset msvc-test
 # One program at a time can serve the pipe of a machine, and Windows has one where the tests under Wine have one each.
 Invoke-Step ctest --preset msvc-test --parallel 1
+foreach ($package in 'library', 'simulated', 'symbols') {
+    Invoke-Step cpack --config "build/msvc-test/CPack-$package.cmake" -C Release
+}

@@ -15,6 +15,18 @@ else()
   find_package(Threads REQUIRED)
   target_link_libraries(vdipc_flags INTERFACE Threads::Threads)
 endif()
+if(VDIPC_PACKAGE AND MINGW)
+  # Functions and lines, under names that tell nothing of where they were built.
+  get_filename_component(_deps "${VDIPC_DEPS}" REALPATH)
+  target_compile_options(vdipc_flags INTERFACE -g1 "-ffile-prefix-map=${_deps}=libraries"
+    "-ffile-prefix-map=${PROJECT_SOURCE_DIR}/build/deps=libraries" "-ffile-prefix-map=${CMAKE_BINARY_DIR}=build"
+    "-ffile-prefix-map=${PROJECT_SOURCE_DIR}=VDIPC")
+elseif(VDIPC_PACKAGE AND MSVC)
+  target_compile_options(vdipc_flags INTERFACE /Zi)
+  # Dates and folders don't go into the files.
+  target_compile_options(vdipc_flags INTERFACE /Brepro)
+  target_link_options(vdipc_flags INTERFACE /Brepro)
+endif()
 if(VDIPC_SANITIZE)
   target_compile_options(vdipc_flags INTERFACE -fsanitize=${VDIPC_SANITIZE} -fno-sanitize-recover=all
     -fno-omit-frame-pointer)
@@ -89,5 +101,37 @@ function(vdipc_quick_compile name batch)
     else()
       target_link_options(${name} INTERFACE "-B${PROJECT_SOURCE_DIR}/cmake/lld/")
     endif()
+  endif()
+endfunction()
+
+# vdipc_ship(NAME DESCRIPTION PACKAGES ...): a program or library that goes into packages (Package.cmake has the names). It gets a
+# version resource that says what it is; in a build for packages its symbols are put apart.
+function(vdipc_ship name ARG_DESCRIPTION)
+  if(NOT WIN32)
+    return()
+  endif()
+  cmake_parse_arguments(PARSE_ARGV 2 ARG "" "" "PACKAGES")
+  get_target_property(_kind ${name} TYPE)
+  set(_type VFT_APP)
+  set(_suffix .exe)
+  if(_kind STREQUAL "SHARED_LIBRARY")
+    set(_type VFT_DLL)
+    set(_suffix .dll)
+  endif()
+  string(REPLACE "." "," _commas "${PROJECT_VERSION}")
+  configure_file("${PROJECT_SOURCE_DIR}/cmake/version.rc.in" "${CMAKE_CURRENT_BINARY_DIR}/${name}.rc" @ONLY)
+  target_sources(${name} PRIVATE "${CMAKE_CURRENT_BINARY_DIR}/${name}.rc")
+  foreach(_package ${ARG_PACKAGES})
+    set_property(GLOBAL APPEND PROPERTY VDIPC_SHIPPED_${_package} ${name})
+  endforeach()
+  set_property(GLOBAL APPEND PROPERTY VDIPC_SHIPPED ${name})
+  if(VDIPC_PACKAGE AND MINGW)
+    target_link_options(${name} PRIVATE -Wl,--no-insert-timestamp)
+    add_custom_command(TARGET ${name} POST_BUILD
+      COMMAND python3 "${PROJECT_SOURCE_DIR}/cmake/split-symbols.py" $<TARGET_FILE:${name}> ${CMAKE_OBJCOPY} ${CMAKE_STRIP}
+      VERBATIM)
+  elseif(VDIPC_PACKAGE AND MSVC)
+    # The program names its symbols' file without the folder that it was built in.
+    target_link_options(${name} PRIVATE /DEBUG /OPT:REF /OPT:ICF /INCREMENTAL:NO /PDBALTPATH:%_PDB%)
   endif()
 endfunction()

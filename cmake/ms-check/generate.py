@@ -98,6 +98,10 @@ def main():
             data = folder / "bin" / ("Release" if "Multi" in generator else "") / "rv2.vbs"
             if data.exists() != ("Classroom" in wanted):
                 findings.append(f"{data.relative_to(folder)} is {'' if data.exists() else 'not '}there")
+        if name.startswith("release") and not findings:
+            rules = "".join(file.read_text() for file in folder.glob("**/cmake_install.cmake"))
+            findings += [f"{file} is not installed" for file in ("VDIPC.dll", "VDIPC.lib", "vdipc_client.lib", "VDIPC.pdb",
+                                                                 "vdhost.pdb", "START.txt") if f"/{file}" not in rules]
         if name == "closed" and not findings and "closed/Grundkit.lib" not in (folder / "CMakeFiles/impl-Release.ninja").read_text():
             findings.append("the folder of closed libraries is not linked")
         print(f"{name:14} {generator:20} {'generated' if not findings else 'FAILED'}")

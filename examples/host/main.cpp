@@ -1,6 +1,6 @@
 // A complete host in one page: it loads VDIPC.dll, says what the receivers do, and ends when the client asks for it.
 
-#include "ipc/IIpcHandler.h"  // installed as <vdipc/IIpcHandler.h>
+#include <vdipc/IIpcHandler.h>
 
 #include <windows.h>
 

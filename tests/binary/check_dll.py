@@ -19,8 +19,8 @@ SYSTEM_PATTERN = re.compile(r"^(api-ms-win-.*|ucrtbase|vcruntime\d+(_\d)?|msvcp\
 class Image:
     """The few structures of a 64-bit PE file that the checks read."""
 
-    def __init__(self, path):
-        self.data = open(path, "rb").read()
+    def __init__(self, data):
+        self.data = data
         pe = struct.unpack_from("<I", self.data, 0x3C)[0]
         assert self.data[pe:pe + 4] == b"PE\0\0", "not a PE file"
         sections, = struct.unpack_from("<H", self.data, pe + 6)
@@ -75,7 +75,8 @@ class Image:
 
 def main():
     check, path, header = sys.argv[1:4]
-    image = Image(path)
+    with open(path, "rb") as file:
+        image = Image(file.read())
     if check == "exports":
         functions, names = image.exports()
         print(f"{functions} exports: {names}")
@@ -104,4 +105,5 @@ def main():
     raise SystemExit(f"no check {check}")
 
 
-sys.exit(0 if main() else 1)
+if __name__ == "__main__":
+    sys.exit(0 if main() else 1)

@@ -13,13 +13,30 @@
 #include <string>
 #include <vector>
 
+using namespace vdipc::tools;
+
+namespace {
+
+/// Beside this program; where its path holds a blank, in the folder that all users' programs share, since the library hands the
+/// path of the base station's script over unquoted.
+std::string DefaultDirectory() {
+    const std::wstring own = OwnDirectory();
+    wchar_t shared[MAX_PATH] = {};
+    if (own.find(L' ') != std::wstring::npos &&
+        GetEnvironmentVariableW(L"ProgramData", shared, MAX_PATH) != 0) {
+        return Utf8FromWide(shared) + "\\vdipc-lesson";
+    }
+    return Utf8FromWide(own) + "lesson";
+}
+
+}  // namespace
+
 int main() {
-    using namespace vdipc::tools;
     SetConsoleOutputCP(CP_UTF8);
     CLI::App app("Plays a lesson in the SIMULATED classroom and checks every event that must come.",
                  "vdlesson");
     std::string file;
-    std::string directory = Utf8FromWide(OwnDirectory()) + "lesson";
+    std::string directory = DefaultDirectory();
     std::uint64_t seed = 0;
     bool verbose = false;
     app.add_option("lesson", file, "the lesson file")->required();
@@ -46,6 +63,12 @@ int main() {
         PlayerOptions options;
         options.binaries = OwnDirectory();
         options.directory = WideFromUtf8(directory);
+        if (options.directory.find(L' ') != std::wstring::npos) {
+            std::cerr << "vdlesson: " << directory
+                      << " holds a blank: the base station won't be found there, receivers on USB will. "
+                         "Name another folder with --directory."
+                      << std::endl;
+        }
         options.seed = seed_option->count() > 0 ? seed : lesson.seed;
         options.verbose = verbose;
         Player(lesson, options).Play();
