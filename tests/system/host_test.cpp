@@ -253,6 +253,63 @@ TEST_F(HostSystem, MissingLibrary_IsAClearError) {
     EXPECT_NE(errors.find("can't load C:\\no such place\\VDIPC.dll"), std::string::npos) << errors;
 }
 
+TEST_F(HostSystem, LibraryOfTheLibraryMissing_IsNamed) {
+    RemoveFile("Trackwire.dll");
+    ProcessOptions options;
+    options.executable = Directory() + L"\\vdhost.exe";
+    std::string errors;
+    options.on_error = [&errors](const std::string& line) { errors += line; };
+    Process process(options);
+    ASSERT_TRUE(process.Wait(30000));
+    EXPECT_EQ(process.ExitCode(), 1U);
+    EXPECT_NE(errors.find("126"), std::string::npos) << errors;
+    EXPECT_NE(errors.find("Not there: Trackwire.dll."), std::string::npos) << errors;
+}
+
+TEST_F(HostSystem, ClientLostJustBeforeTheStop_EndsAllTheSame) {
+    Start();
+    {
+        TestClient client;
+        Init(client);
+        EXPECT_GE(Do(R"({"do":"station","state":"hang","notice":true})")["notices"].asInt(), 1);
+        client.Disconnect();
+        ASSERT_TRUE(WaitForLog("Read data error, terminate ReadThread"));
+    }
+    // A stop right now would wait for a client for ever: the host waits until the library offers its pipe anew.
+    Stop();
+    EXPECT_EQ(CountInLog("task loop end"), 1U);
+    const std::string log = Log();
+    EXPECT_LT(log.rfind("CreateServerPipe end"), log.find("IpcHandler::Uninitialize"));
+}
+
+TEST_F(HostSystem, BlankInTheFoldersPath_StationIsNeverConnected) {
+    const std::wstring folder = Directory() + L"\\a host";
+    tools::PrepareStage(tools::OwnDirectory(), folder);
+    tools::HostOptions options;
+    options.directory = folder;
+    std::string errors;
+    std::mutex mutex;
+    options.on_error = [&](const std::string& line) {
+        const std::lock_guard lock(mutex);
+        errors += line;
+    };
+    tools::Host host(options);
+    {
+        TestClient client;
+        Init(client);
+        EXPECT_EQ(client.All("device-inited").at(0)["info"], "not-connected");
+        host.Classroom().Do(Parsed(R"({"do":"station","state":"no-power","notice":true})"));
+        host.Classroom().Do(Parsed(R"({"do":"station","state":"up","notice":true})"));
+        client.Settle();
+        EXPECT_TRUE(client.All("arrived").empty());
+        client.Send("quit");
+        EXPECT_TRUE(client.WaitUntilLost());
+    }
+    EXPECT_TRUE(host.TheProcess().Wait(30000));
+    const std::lock_guard lock(mutex);
+    EXPECT_NE(errors.find("holds a blank"), std::string::npos) << errors;
+}
+
 TEST_F(ClientSystem, ShortFormWithWait_PrintsTheEvent) {
     Start();
     EXPECT_EQ(RunClient({"--wait", "device-inited", "init", "audio"}), 0U);

@@ -12,6 +12,7 @@
 #include <windows.h>
 
 #include <cstdio>
+#include <filesystem>
 #include <iostream>
 #include <mutex>
 #include <string>
@@ -104,6 +105,20 @@ void VisitAStopThatHangs() {
     }
 }
 
+/// Which of the library's own libraries don't lie beside it, in words; empty where all do.
+std::string MissingLibraries(const std::string& library) {
+    const std::filesystem::path folder = std::filesystem::path(WideFromUtf8(library)).parent_path();
+    std::string names;
+    for (const wchar_t* const name :
+         {L"Grundkit.dll", L"Trackwire.dll", L"VoteDeck.dll", L"SocketVoteDeck.dll", L"ZVNSpeech.dll"}) {
+        std::error_code ignored;
+        if (!std::filesystem::exists(folder / name, ignored)) {
+            names += (names.empty() ? " Not there: " : ", ") + Utf8FromWide(name);
+        }
+    }
+    return names.empty() ? names : names + ".";
+}
+
 int Fail(const std::string& words) {
     std::cerr << "vdhost: " << words << std::endl;
     return 1;
@@ -138,9 +153,15 @@ int main() {
     if (module == nullptr) {
         const DWORD error = GetLastError();
         return Fail("can't load " + library + ": " + SystemErrorText(error) +
-                    ". The library and the receivers' libraries must lie beside each other.");
+                    ". The library and the receivers' libraries must lie beside each other." +
+                    MissingLibraries(library));
     }
     vdipc::tools::SerialiseAppendsUnderWine(module);
+    if (OwnDirectory().find(L' ') != std::wstring::npos) {
+        std::cerr << "vdhost: the path of this folder holds a blank. The base station's script won't be "
+                     "found, and the station will stay \"not-connected\"; receivers on USB work."
+                  << std::endl;
+    }
     const auto get_ipc_handler = reinterpret_cast<GetIpcHandlerFunction>(
         reinterpret_cast<void*>(GetProcAddress(module, "GetIpcHandler")));
     if (get_ipc_handler == nullptr) {
