@@ -5,11 +5,13 @@
 #include "tools/common/ShortForms.h"
 #include "tools/common/Stage.h"
 #include "tools/common/WideText.h"
+#include "tools/vdclient/Desk.h"
 #include "vdipc/client/Client.h"
 
 #include <CLI/CLI.hpp>
 #include <json/json.h>
 
+#include <shellapi.h>
 #include <windows.h>
 
 #include <atomic>
@@ -46,6 +48,8 @@ struct Options {
     std::string classroom = Utf8FromWide(OwnDirectory()) + "classroom.port";
     bool raw = false;
     bool force = false;
+    int page_port = 0;
+    bool open = false;
     std::vector<std::string> words;
 };
 
@@ -167,16 +171,24 @@ bool IsQuit(const std::string& json) {
 
 constexpr std::string_view kClassroomWord = "classroom ";
 
+/// The port of the simulated classroom, which is given or stands in the file that is; 0 where there is none.
+int ClassroomPort(const std::string& where) {
+    const bool number = !where.empty() && where.find_first_not_of("0123456789") == std::string::npos;
+    const std::string port = number ? where : ReadWholeFile(WideFromUtf8(where));
+    const bool good =
+        !port.empty() && port.size() <= 5 && port.find_first_not_of("0123456789") == std::string::npos;
+    return good ? std::stoi(port) : 0;
+}
+
 /// What the simulated classroom answers to one action, or to the word "state". `where` is its port, or the file that
 /// holds it. Raises std::runtime_error with words for the user.
 std::string AskClassroom(const std::string& where, const std::string& words) {
-    const bool number = !where.empty() && where.find_first_not_of("0123456789") == std::string::npos;
-    const std::string port = number ? where : ReadWholeFile(WideFromUtf8(where));
-    if (port.empty() || port.size() > 5 || port.find_first_not_of("0123456789") != std::string::npos) {
+    const int port = ClassroomPort(where);
+    if (port == 0) {
         throw std::runtime_error("no simulated classroom's port in " + where +
                                  "; name it, or its file beside the host, with --classroom");
     }
-    ClassroomClient classroom(std::stoi(port));
+    ClassroomClient classroom(port);
     return CompactJson(words == "state" ? classroom.State() : classroom.Do(ParseJsonText(words)));
 }
 
@@ -219,6 +231,22 @@ int SendLines(const Options& options, Console& console, Client& client, bool& qu
     return send(blocks.TakeRest())
                ? 0
                : Complain("the connection was lost: " + client.LastError(), kExitConnectionLost);
+}
+
+/// Serves the teacher's page until the process ends.
+int ServePage(const Options& options) {
+    static Desk desk([&options] { return ClassroomPort(options.classroom); });
+    try {
+        const std::string address =
+            "http://127.0.0.1:" + std::to_string(desk.Listen(options.page_port)) + "/";
+        std::cout << "Teacher's page on " << address << std::endl;
+        if (options.open) {
+            ShellExecuteW(nullptr, L"open", WideFromUtf8(address).c_str(), nullptr, nullptr, SW_SHOWNORMAL);
+        }
+    } catch (const std::runtime_error& error) {
+        return Complain(std::string(error.what()) + "; name another one, or none for any", kExitUsage);
+    }
+    desk.Run();
 }
 
 int Run(const Options& options) {
@@ -312,6 +340,13 @@ int main() {
            "port of the simulated classroom, or the file that holds it: lines \"classroom {JSON}\" move it, "
            "\"classroom state\" shows it")
         ->capture_default_str();
+    auto* const page =
+        app.add_option("--page", options.page_port,
+                       "serve a page on 127.0.0.1 that sends commands and shows events, until the program "
+                       "is ended; on this port, or on any free one")
+            ->expected(0, 1)
+            ->check(CLI::Range(0, 65535));
+    app.add_flag("--open", options.open, "open the page in the browser")->needs(page);
     app.add_option("command", options.words, "a command in its short form, or one JSON object");
     app.positionals_at_end();
     app.allow_windows_style_options(false);
@@ -327,7 +362,7 @@ int main() {
     } catch (const CLI::ParseError& error) {
         return app.exit(error);
     }
-    const int code = Run(options);
+    const int code = page->count() > 0 ? ServePage(options) : Run(options);
     std::fflush(stdout);
     std::_Exit(code);
 }
