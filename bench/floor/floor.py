@@ -2,7 +2,7 @@
 """Prints what the library costs beside a bare program that makes the same system calls; ./dev bench floor runs it.
 
 Server of Wine, hosts and clients share one processor. A round runs each program once for each operation; ratios are taken
-within a round, and their medians printed with the quartiles. "slim again" is the floor against itself: the noise.
+within a round, and their medians printed with the quartiles. "srw again" is the floor against itself: the noise.
 Requests to the server are counted in runs of their own, as the difference between a long run and a short one.
 """
 import argparse
@@ -119,6 +119,8 @@ class Bench:
                                           ("ping", "ping", 1, "IpcHandler::OnIpcPingreceived:")):
             self.run("ours", what, 1, keypads)
             each[name] = after(lambda line: line.startswith(mark), True)
+            if name != "ping" and not each[name][-1].startswith("IpcHandler::GetCurrentTimeString:"):
+                sys.exit(f"floor.py: the lines of '{name}' end with {each[name][-1]!r}: start again")
             say(f"{name}: {len(each[name])} lines")
         write("lines-each.txt", {**each, "ask": ["none"]})
         for _, (what, _, keypads, _) in OPERATIONS.items():
@@ -166,6 +168,10 @@ def main():
     parser.add_argument("folder", help="where hosts run; emptied")
     arguments = parser.parse_args()
     chosen = [name for name in OPERATIONS if not arguments.only or arguments.only in name]
+    if not chosen:
+        parser.error(f"no operation has '{arguments.only}' in its name; there are: {', '.join(OPERATIONS)}")
+    if not os.environ.get("VDIPC_WINEPREFIX"):
+        parser.error("start it by ./dev bench floor, which gives it a Wine prefix of its own")
     bench = Bench(arguments.program, os.path.abspath(arguments.folder), arguments.processor)
     try:
         bench.start_server()

@@ -28,7 +28,8 @@ bool ReadText(const Json::Value& object, const char* key, std::string* field) {
 }
 
 Json::Value WireText(const std::string& text) {
-    return text.empty() ? Json::Value(Name("")) : Json::Value(ToUtf8(text));
+    const std::string wire = ToUtf8(text);
+    return wire.empty() ? Json::Value(Name("")) : Json::Value(wire);
 }
 
 std::string Finish(const Json::Value& root) {

@@ -51,7 +51,7 @@ private:
     /// One read of a header field, by way of a buffer of its size; false unless it came whole.
     bool ReadField(std::vector<char>& bytes, std::int32_t& field);
     /// One overlapped operation each: the number of bytes that the system reports, 0 on every failure. It has as many bytes
-    /// as the buffer. An operation that is given up keeps the buffer, which the system may still use.
+    /// as the buffer. An operation that fails keeps the buffer, which the system may still use.
     std::uint32_t Read(std::vector<char>& buffer);
     std::uint32_t Write(std::vector<char>& buffer);
     /// Waits for the operation in progress, without time-out. An operation that was begun while Stop was looking for its

@@ -38,6 +38,7 @@ void SetActiveCodePageDefault() {
 
 std::wstring CStringConvert::String2WString(const std::string& text, unsigned int code_page) {
     const vdipc::test::InsideDouble inside;
+    ++vdipc::test::conversions;
     const int size = static_cast<int>(text.size());
     std::wstring wide(
         static_cast<std::size_t>(MultiByteToWideChar(code_page, 0, text.data(), size, nullptr, 0)), L'\0');
@@ -47,6 +48,7 @@ std::wstring CStringConvert::String2WString(const std::string& text, unsigned in
 
 std::string CStringConvert::WString2String(const std::wstring& text, unsigned int code_page) {
     const vdipc::test::InsideDouble inside;
+    ++vdipc::test::conversions;
     const int size = static_cast<int>(text.size());
     std::string narrow(static_cast<std::size_t>(WideCharToMultiByte(code_page, 0, text.data(), size, nullptr,
                                                                     0, nullptr, nullptr)),
@@ -119,6 +121,7 @@ std::string Convert(const std::string& text, const std::string& to, const std::s
 
 std::wstring CStringConvert::String2WString(const std::string& text, unsigned int code_page) {
     const vdipc::test::InsideDouble inside;
+    ++vdipc::test::conversions;
     const wchar_t mark = L'?';
     const std::string bytes = Convert(text, "WCHAR_T", CodePageName(code_page), 1,
                                       std::string(reinterpret_cast<const char*>(&mark), sizeof mark));
@@ -129,6 +132,7 @@ std::wstring CStringConvert::String2WString(const std::string& text, unsigned in
 
 std::string CStringConvert::WString2String(const std::wstring& text, unsigned int code_page) {
     const vdipc::test::InsideDouble inside;
+    ++vdipc::test::conversions;
     const std::string bytes(reinterpret_cast<const char*>(text.data()), text.size() * sizeof(wchar_t));
     return Convert(bytes, CodePageName(code_page), "WCHAR_T", sizeof(wchar_t), "?");
 }

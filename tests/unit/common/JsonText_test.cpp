@@ -32,6 +32,25 @@ TEST(JsonText, AnyJson_Parses) {
     EXPECT_EQ(root.asInt(), 7);
 }
 
+TEST(JsonText, StyledText_IsTheTextThatTheLibraryItselfGives) {
+    for (const char* const text :
+         {"null", "7", "-2.5", "\"\"", "\"a\\u0000b \\u4e2d\"", "[]", "{}", "[1, [2, {}], null]",
+          R"({"b": {"c": [1, "x"]}, "a": ""})", "// before\n{\"a\": 1}", "{\"a\": 1} // behind",
+          "{ // inside\n\"a\": /* a value */ [1, 2] }", "\n/* one */ /* two */ [1]"}) {
+        Json::Value root;
+        ASSERT_TRUE(Parses(text, &root)) << text;
+        EXPECT_EQ(StyledText(root), root.toStyledString()) << text;
+        std::ostringstream written;
+        WriteStyled(root, written);
+        EXPECT_EQ(written.str(), Json::writeString(Json::StreamWriterBuilder(), root)) << text;
+    }
+    // A comment ahead of a value that moves from one text into another.
+    Json::Value root;
+    ASSERT_TRUE(Parses("{\"param\": // why\n{\"a\": 1}}", &root));
+    EXPECT_EQ(StyledText(root["param"]), root["param"].toStyledString());
+    EXPECT_EQ(StyledText(root["param"]).front(), '\n');
+}
+
 TEST(JsonText, TextThatIsNoJson_GivesFalse) {
     Json::Value root;
     for (const char* text : {"", "hello", "{", "[1,", "\"open"}) {

@@ -275,11 +275,25 @@ void Storm::StopInTheMidst() {
     for (std::size_t i = 0; i < kStormCounts; ++i) {
         result.made_in_all[i] = made_[i];
     }
-    Put([this, posted_before] {
-        result.begun_in_all = begun_;
-        result.other_posts_at_stop = received_ + fired_ - posted_before + node_changes_;
-    });
-    result.left_at_stop = Access::QueuedTasks(handler());
+    // Timers run on: one that fires is seen by its line a moment before its task is in the queue. So both are looked at
+    // until neither has moved for a while.
+    const auto look = [this, posted_before] {
+        Put([this, posted_before] {
+            result.begun_in_all = begun_;
+            result.other_posts_at_stop = received_ + fired_ - posted_before + node_changes_;
+        });
+        result.left_at_stop = Access::QueuedTasks(handler());
+        return std::pair(result.other_posts_at_stop, result.left_at_stop);
+    };
+    auto seen = look();
+    auto still_since = std::chrono::steady_clock::now();
+    while (std::chrono::steady_clock::now() - still_since < std::chrono::milliseconds(200)) {
+        std::this_thread::sleep_for(std::chrono::milliseconds(5));
+        if (const auto now = look(); now != seen) {
+            seen = now;
+            still_since = std::chrono::steady_clock::now();
+        }
+    }
     result.node_changes_at_stop = node_changes_;
     for (const auto& [kind, deck] : decks_) {
         result.decks_deleted = result.decks_deleted && deck->deleted;
