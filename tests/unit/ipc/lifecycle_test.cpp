@@ -251,6 +251,15 @@ TEST_F(HandlerStop, Watchdog_IsToldAndWaitedForBehindTheTaskThread) {
     EXPECT_FALSE(Access::PingListeningThread(scenario->handler())->joinable());
 }
 
+TEST_F(HandlerStop, StopAndTaskLoop_LogTheirEntriesAtTrace) {
+    for (const char* const operation : {"IpcHandler::Uninitialize", "IpcHandler::TaskLoop"}) {
+        const auto lines = scenario->log().OfFunction(operation);
+        ASSERT_FALSE(lines.empty()) << operation;
+        EXPECT_EQ(lines[0].level, LogLevel::Trace) << operation;
+        EXPECT_EQ(lines[0].rest, "") << operation;
+    }
+}
+
 TEST_F(HandlerStop, RunsWhatWasQueued_ThenClearsTheDisplays_ThenTakesTheObjectsDown) {
     EXPECT_THAT(scenario->calls, ElementsAre("first", "second", "clear TQ1", "clear RV1", "clear RV2",
                                              "clear LW", "down TQ1", "down RV1", "down RV2", "down LW"));
