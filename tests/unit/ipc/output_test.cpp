@@ -34,6 +34,7 @@ protected:
         }
         Access::RunTasks(handler());
         log().Clear();
+        conversions_ = conversions;  // of paths, on Windows alone
         Note("made");
     }
 
