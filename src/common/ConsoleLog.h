@@ -15,8 +15,8 @@ enum class ConsoleLogLevel : std::int32_t { Debug = 0, Info = 1, Warn = 2, Error
 VDIPC_PRINTF_FORMAT(4, 5)
 void ConsoleLog(const char* file, int line, ConsoleLogLevel level, const char* format, ...);
 
-/// Prints the prefix at the start of the line buffer and returns its length. For ConsoleLog, which holds the buffer's lock; a
-/// caller from outside can't, and must know that nobody else logs.
+/// Prints the prefix at the start of the line buffer and returns its length. For ConsoleLog, which holds the buffer's
+/// lock; a caller from outside can't, and must know that nobody else logs.
 std::size_t MakeConsolePrefix(const char* file, int line, ConsoleLogLevel level);
 
 /// The part of a source path behind its last backslash (or slash).

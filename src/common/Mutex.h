@@ -27,8 +27,12 @@ public:
     void lock();
     void unlock();
 #else
-    void lock() { mutex_.lock(); }
-    void unlock() { mutex_.unlock(); }
+    void lock() {
+        mutex_.lock();
+    }
+    void unlock() {
+        mutex_.unlock();
+    }
 #endif
 
 private:

@@ -12,8 +12,8 @@
 namespace vdipc {
 
 /// All operations run on the task thread while that runs. The host's thread makes an object and gives it its path, its
-/// listener and its devices before, and takes the devices and the object down behind. A device id is a keypad's 32-bit
-/// number as decimal text; "0" means all keypads of the object.
+/// listener and its devices before; behind it, the host's thread asks for the devices of an object that is still there. A
+/// device id is a keypad's 32-bit number as decimal text; "0" means all keypads of the object.
 class IVoteDeckObject {
 public:
     virtual ~IVoteDeckObject() = default;

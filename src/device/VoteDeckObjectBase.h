@@ -1,8 +1,8 @@
 // What all device objects share: per-keypad records of question, answer and text, key filtering, saving of
 // recordings, speech requests and events. Nothing is locked: everything is touched on the task thread, and on the host's
-// thread while that doesn't run. Of the receivers' threads, all copy what they are given and post it, for which they read
-// listener_ and alive_; and the one that brings a receiver's information reads device_info_.channel, which the task thread may
-// be writing. That is accepted.
+// thread while that doesn't run. Of all other threads (the receivers', the base station's watch, the one of USB notices),
+// each copies what it is given and posts it, for which it reads listener_, alive_ and device_type_; and the one that
+// brings a receiver's information reads device_info_.channel, which the task thread may be writing. That is accepted.
 #pragma once
 
 #include "device/IVoteDeckObject.h"

@@ -2,7 +2,6 @@
 #include "common/Clock.h"
 #include "common/JsonText.h"
 #include "common/Log.h"
-#include "common/StandardErrors.h"
 #include "common/Version.h"
 #include "ipc/IpcHandler.h"
 

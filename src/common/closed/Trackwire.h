@@ -11,9 +11,9 @@
 #endif
 
 /// One record: made on the stack, filled in order, sent once, dropped. Narrow text is in the active code page, but for
-/// what is passed on as it came, in UTF-8: whole messages ("full_msg"), the raw result of a general evaluation ("raw_result"), class
-/// and lesson data, and what a receiver says about itself (company, channel, "vdk_get_device_info"). Results of recognition, and of
-/// evaluation against stems, are in the active code page.
+/// what is passed on as it came, in UTF-8: whole messages ("full_msg"), the raw result of a general evaluation
+/// ("raw_result"), class and lesson data, and what a receiver says about itself (software version, company, channel,
+/// "vdk_get_device_info"). Results of recognition, and of evaluation against stems, are in the active code page.
 class TRACKWIRE_API CTrackwire {
 public:
     CTrackwire();

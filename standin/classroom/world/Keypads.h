@@ -3,6 +3,7 @@
 
 #include "classroom/world/Signal.h"
 
+#include <cstddef>
 #include <cstdint>
 #include <deque>
 #include <functional>

@@ -113,6 +113,7 @@ std::string ShownUtf8(const std::string& text);
 inline std::string Text(const char* text) {
     return text == nullptr ? std::string() : std::string(text);
 }
+
 bool IsUtf8(const std::string& text);
 
 }  // namespace vdipc::classroom
