@@ -9,6 +9,7 @@
 #include <windows.h>
 
 #include <algorithm>
+#include <utility>
 
 namespace vdipc::test {
 namespace {
@@ -308,6 +309,19 @@ TEST_F(HostSystem, BlankInTheFoldersPath_StationIsNeverConnected) {
     EXPECT_TRUE(host.TheProcess().Wait(30000));
     const std::lock_guard lock(mutex);
     EXPECT_NE(errors.find("holds a blank"), std::string::npos) << errors;
+}
+
+TEST_F(ClientSystem, UnknownOption_ExitsWithTwoAsBadWordsDo) {
+    for (const wchar_t* const program : {L"vdclient.exe", L"vdhost.exe"}) {
+        for (const auto& [option, code] : {std::pair("--no-such-option", 2U), std::pair("--help", 0U)}) {
+            ProcessOptions options;
+            options.executable = OwnDirectory() + program;
+            options.arguments = {option};
+            Process process(options);
+            ASSERT_TRUE(process.Wait(60000));
+            EXPECT_EQ(process.ExitCode(), code) << option;
+        }
+    }
 }
 
 TEST_F(ClientSystem, ShortFormWithWait_PrintsTheEvent) {

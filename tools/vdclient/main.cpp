@@ -360,7 +360,7 @@ int main() {
     try {
         app.parse(std::vector<std::string>(arguments.rbegin(), arguments.rend()));
     } catch (const CLI::ParseError& error) {
-        return app.exit(error);
+        return app.exit(error) == 0 ? 0 : kExitUsage;
     }
     const int code = page->count() > 0 ? ServePage(options) : Run(options);
     std::fflush(stdout);

@@ -26,6 +26,8 @@ using vdipc::tools::Utf8Arguments;
 using vdipc::tools::Utf8FromWide;
 using vdipc::tools::WideFromUtf8;
 
+constexpr int kExitUsage = 2;
+
 HANDLE g_end_event = nullptr;
 HANDLE g_stopped_event = nullptr;
 const char* g_reason = "";  // written before g_end_event is signalled
@@ -142,11 +144,12 @@ int main() {
     bool skip_stop = false;
     app.add_flag("--skip-stop", skip_stop, "end without Uninitialize, to see what comes of it")->group("");
     app.allow_windows_style_options(false);
+    app.footer("Exit codes: 0 stopped, 1 the library can't be used, 2 bad words.");
     std::vector<std::string> arguments = Utf8Arguments();
     try {
         app.parse(std::vector<std::string>(arguments.rbegin(), arguments.rend()));
     } catch (const CLI::ParseError& error) {
-        return app.exit(error);
+        return app.exit(error) == 0 ? 0 : kExitUsage;
     }
 
     const HMODULE module = LoadLibraryW(WideFromUtf8(library).c_str());
