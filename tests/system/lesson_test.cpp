@@ -93,6 +93,26 @@ TEST_F(LessonSystem, EventThatNothingAccountsFor_Fails) {
         << output_;
 }
 
+TEST_F(LessonSystem, HostThatServesAlready_IsLeftAlone) {
+    Start();
+    TestClient teacher;
+    Init(teacher);
+    const std::string file = Written("beside.lesson", "host start\nclient start\nclient init audio\n");
+    const auto begin = std::chrono::steady_clock::now();
+    EXPECT_EQ(Play(file), 1U);
+    EXPECT_LT(std::chrono::steady_clock::now() - begin, std::chrono::seconds(15));
+    EXPECT_NE(output_.find("LESSON FAILED: line 1: a host serves the pipe already"), std::string::npos)
+        << output_;
+    EXPECT_TRUE(teacher.Ping());
+    teacher.Disconnect();
+    // The same between two clients.
+    ASSERT_TRUE(WaitForLog("Connect begin", 2));
+    EXPECT_EQ(Play(file), 1U);
+    EXPECT_NE(output_.rfind("a host serves the pipe already"), output_.find("a host serves the pipe already"))
+        << output_;
+    EXPECT_FALSE(std::filesystem::exists(Directory() + L"\\lesson"));
+}
+
 TEST_F(LessonSystem, BadLessonFile_ExitsWithTwoAndNamesTheLine) {
     EXPECT_EQ(Play(Written("bad.lesson", "title x\n\nclient dance\n")), 2U);
     EXPECT_NE(output_.find("line 3: unknown command 'dance'"), std::string::npos) << output_;

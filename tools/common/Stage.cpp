@@ -24,8 +24,14 @@ void Place(const std::filesystem::path& from, const std::filesystem::path& to) {
     DeleteFileW(to.c_str());
     if (CreateHardLinkW(to.c_str(), from.c_str(), nullptr) == FALSE &&
         CopyFileW(from.c_str(), to.c_str(), FALSE) == FALSE) {
-        throw std::runtime_error("can't put " + Utf8FromWide(from.wstring()) + " to " +
-                                 Utf8FromWide(to.wstring()) + ": " + SystemErrorText(GetLastError()));
+        const DWORD error = GetLastError();
+        throw std::runtime_error(
+            "can't put " + Utf8FromWide(from.wstring()) + " to " + Utf8FromWide(to.wstring()) + ": " +
+            SystemErrorText(error) +
+            (error == ERROR_SHARING_VIOLATION
+                 ? ". A host still runs in that folder, or another program holds the file: "
+                   "end it first, or use another folder"
+                 : ""));
     }
 }
 

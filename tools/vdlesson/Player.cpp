@@ -2,6 +2,9 @@
 
 #include "tools/common/WideText.h"
 #include "tools/vdlesson/Transcript.h"
+#include "vdipc/client/Connection.h"
+
+#include <windows.h>
 
 #include <algorithm>
 #include <cstdio>
@@ -10,6 +13,15 @@
 #include <thread>
 
 namespace vdipc::tools {
+
+namespace {
+
+/// Whether there is such a pipe, held by a client or free. Opens nothing.
+bool IsPipeServed() {
+    return WaitNamedPipeA(client::PipeName().c_str(), 1) != FALSE || GetLastError() == ERROR_SEM_TIMEOUT;
+}
+
+}  // namespace
 
 bool Fits(const Json::Value& value, const Json::Value& pattern) {
     if (pattern.isObject()) {
@@ -98,6 +110,12 @@ void Player::PlayStep(const Step& step) {
 }
 
 void Player::StartHost() {
+    // The lesson's client would find that host, and move it instead of the lesson's own.
+    if (IsPipeServed()) {
+        throw LessonFailure(
+            "a host serves the pipe already, and only one can. End it first: \"quit\" in vdclient, or "
+            "Ctrl-C in its console");
+    }
     PrepareStage(options_.binaries, options_.directory);
     const std::filesystem::path directory(options_.directory);
     std::filesystem::remove(directory / L"devices.json");
