@@ -29,11 +29,11 @@ def fail(words, *texts):
     raise SystemExit(f"FAILED: {words}")
 
 
-def build(source, library, folder):
+def build(source, library, folder, *more):
     """Configures and builds a project as somebody with MinGW-w64 would; returns its program."""
     options = ["-G", "Ninja", f"-DCMAKE_PREFIX_PATH={library}", "-DCMAKE_SYSTEM_NAME=Windows", "-DCMAKE_BUILD_TYPE=Release",
                "-DCMAKE_CXX_COMPILER=x86_64-w64-mingw32-g++-posix", "-DCMAKE_RC_COMPILER=x86_64-w64-mingw32-windres",
-               "-DCMAKE_EXE_LINKER_FLAGS=-static", "-DCMAKE_FIND_ROOT_PATH_MODE_PACKAGE=BOTH"]
+               "-DCMAKE_FIND_ROOT_PATH_MODE_PACKAGE=BOTH", *more]
     for command in (["cmake", "-S", source, "-B", folder, *options], ["cmake", "--build", folder]):
         run = subprocess.run(command, capture_output=True, text=True)
         if run.returncode != 0:
@@ -94,8 +94,10 @@ def check_host(base, library, simulated):
     sources = base / "sources"
     for name in ("host", "client"):
         shutil.copytree(here / name, sources / name)
-    host_program = host_folder(base / "Hörsaal 1", build(sources / "host", library, base / "host-build"), library, simulated)
-    client_program = build(sources / "client", library, base / "client-build")
+    static = "-DCMAKE_EXE_LINKER_FLAGS=-static"
+    host_program = build(sources / "host", library, base / "host-build", static)
+    client_program = build(sources / "client", library, base / "client-build", static)
+    host_program = host_folder(base / "Hörsaal 1", host_program, library, simulated)
     host = Program(host_program)
     client = Program(client_program)
     said = client.end() + host.end()
@@ -106,6 +108,7 @@ def check_host(base, library, simulated):
 
 
 def check_example(base, library, simulated):
+    # Nothing is added to what the example's own project says: it has to run beside what the packages hold, and no more.
     program = build(library / "share/vdipc/examples/host", library, base / "example-build")
     if not (program.parent / "VDIPC.dll").exists():
         fail("the example's build doesn't put the library beside it")
