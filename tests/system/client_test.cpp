@@ -51,14 +51,17 @@ TEST_F(ClientLibrarySystem, FirstExampleOfTheReadme_IsALesson) {
     ASSERT_TRUE(WaitFor([&] { return said(1); }));
     Do(R"({"do":"connect","kind":"RV2","from":7,"to":7})");
     ASSERT_TRUE(WaitForCalls("StartQuestion", 1));
+    Do(R"({"do":"connect","kind":"RV2","from":8,"to":8})");
+    ASSERT_TRUE(WaitFor([&] { return said(3); }));
     Do(R"({"do":"key","kind":"RV2","keypad":7,"key":"C"})");
     ASSERT_TRUE(example.Wait(30000));
     EXPECT_EQ(example.ExitCode(), 0U);
-    const std::vector<std::string> expected{"receivers ready: yes", "keypad 7 is there",
+    const std::vector<std::string> expected{"receivers ready: yes", "keypad 7 is there", "keypad 8 is there",
                                             "keypad 7 answers C"};
     EXPECT_EQ(lines, expected);
     // The last command is written before the program ends.
     EXPECT_TRUE(WaitForCalls("SendContext", 1, R"({"row1":{"text":"Thank you"}})"));
+    EXPECT_EQ(Calls("StartQuestion").size(), 1U) << "a keypad that comes later is no reason to ask again";
 }
 
 TEST_F(ClientLibrarySystem, TypedCommandsAndEvents_MakeALesson) {
