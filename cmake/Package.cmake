@@ -56,6 +56,11 @@ install(DIRECTORY "${PROJECT_SOURCE_DIR}/schema" DESTINATION share/vdipc ${_comp
 install(FILES ${_pages_library} DESTINATION share/vdipc/docs ${_component})
 vdipc_install_readmes(share/vdipc/)
 install(FILES "${PROJECT_SOURCE_DIR}/CHANGELOG.md" DESTINATION share/vdipc ${_component})
+if(VDIPC_PACKAGE)
+  # Not where `cmake --install` goes: a prefix is shared with others.
+  configure_file("${PROJECT_SOURCE_DIR}/cmake/README-library.txt" "${CMAKE_BINARY_DIR}/README.txt" @ONLY NEWLINE_STYLE DOS)
+  install(FILES "${CMAKE_BINARY_DIR}/README.txt" DESTINATION . ${_component})
+endif()
 install(DIRECTORY "${PROJECT_SOURCE_DIR}/examples/host" DESTINATION share/vdipc/examples ${_component})
 install(FILES "${PROJECT_SOURCE_DIR}/standin/data/rv2.vbs" DESTINATION share/vdipc/examples/host ${_component})
 

@@ -121,8 +121,8 @@ def check_example(base, library, simulated):
 def check_start(base, library, simulated):
     """The lines of START.txt, as somebody types them."""
     text = (simulated / "START.txt").read_text(encoding="utf-8")
-    first = re.search(r"type in the first:\s+(\S+)", text)[1]
-    second, *lines = re.search(r"In the second:(.*?)^A whole", text, re.M | re.S)[1].split("\n")[:-1]
+    first = re.search(r"type in the first:\s+\.\\(\S+)", text)[1]
+    second, *lines = re.search(r"In the second:\s+\.\\(.*?)^To end", text, re.M | re.S)[1].split("\n")[:-1]
     host = Program(simulated / f"{first}.exe")
     host.wait_for('"state":"started"')
     client = Program(simulated / f"{second.strip()}.exe")
@@ -133,7 +133,7 @@ def check_start(base, library, simulated):
         elif '"connect"' in line:
             client.wait_for('"activated"(.|\n)*"activated"(.|\n)*"activated"')
     client.wait_for('"custom":"q1".*"device":"2".*"key-pressed".*"key":"B"')
-    client.type("quit")
+    client.type(re.search(r"^To end the host:\s+(\S+)", text, re.M)[1])
     host.end()
     client.process.stdin.close()
     client.process.wait(SECONDS)
