@@ -96,13 +96,15 @@ public:
                                  PIPE_UNLIMITED_INSTANCES, 524288, 524288, 0, nullptr);
         OVERLAPPED overlapped = {};
         overlapped.hEvent = CreateEventW(nullptr, FALSE, FALSE, nullptr);
-        ConnectNamedPipe(pipe_, &overlapped);
+        const bool waits = !ConnectNamedPipe(pipe_, &overlapped) && GetLastError() == ERROR_IO_PENDING;
         threads_.emplace_back([this] {
             while (true) {
                 tasks_.Pop()();
             }
         });
-        WaitForSingleObject(overlapped.hEvent, INFINITE);
+        if (waits) {
+            WaitForSingleObject(overlapped.hEvent, INFINITE);
+        }
         threads_.emplace_back([this] { Read(); });
         threads_.emplace_back([this] { Write(); });
     }

@@ -79,7 +79,7 @@ class Bench:
             try:
                 client = subprocess.run(
                     wine + ["client", what, str(count), str(keypads), "ours" if ours else "bare"], cwd=self.folder,
-                    stdin=subprocess.DEVNULL, capture_output=True, text=True, timeout=300)
+                    stdin=subprocess.DEVNULL, capture_output=True, text=True, timeout=90)
                 if client.returncode == 0:
                     host.wait(30)
                     return float(client.stdout)
