@@ -1,8 +1,6 @@
 // Each reason for a silent keypad, planted through the real DLL and read back out of its log.
 
-#include "tests/system/support/SystemTest.h"
-#include "tools/common/WideText.h"
-#include "tools/vdlog/Reasons.h"
+#include "tests/system/support/WhyTest.h"
 
 #include <algorithm>
 #include <array>
@@ -11,99 +9,6 @@
 
 namespace vdipc::test {
 namespace {
-
-using log::Finding;
-using log::Reason;
-
-class WhySystem : public SystemTest {
-protected:
-    WhySystem() {
-        environment_["TMP"] = tools::Utf8FromWide(Directory());
-        environment_["TEMP"] = environment_["TMP"];
-    }
-
-    /// What is sent has its place in the library's queue when this returns.
-    void Command(TestClient& client, const std::string& command) {
-        client.Send(command);
-        client.Settle();
-    }
-
-    void Connect(const std::string& keypads) { Do(R"({"do":"connect",)" + keypads + "}"); }
-    void Press(int keypad, const std::string& key, const std::string& kind = "RV2") {
-        Do(R"({"do":"key","kind":")" + kind + R"(","keypad":)" + std::to_string(keypad) + R"(,"key":")" +
-           key + "\"}");
-    }
-    void Speak(int keypad, const std::string& how = R"("make":"tone","bytes":6444)") {
-        Do(R"({"do":"audio","keypad":)" + std::to_string(keypad) + "," + how + "}");
-    }
-
-    /// Reads the log of the host that has ended.
-    void Explain() {
-        log_ = Log();
-        const log::Text text;
-        log::Reasons reasons(text, [this](const Finding& finding) { findings_.push_back(finding); });
-        log::Story story(reasons);
-        reasons.Follow(story);
-        log::LineReader reader(story);
-        reader.Feed(log_.data(), log_.size());
-        reader.EndFile();
-        story.End();
-    }
-
-    /// One finding has this reason and is about this keypad; its sentence holds the words, and the lines that it points
-    /// at hold each of these texts. It is taken from those that are left.
-    void Expect(Reason reason, const std::string& device, const std::string& words,
-                const std::vector<std::string>& evidence) {
-        const auto found = std::find_if(findings_.begin(), findings_.end(), [&](const Finding& finding) {
-            return finding.reason == reason && finding.device == device &&
-                   finding.sentence.find(words) != std::string::npos;
-        });
-        ASSERT_NE(found, findings_.end())
-            << log::NameOf(reason) << " of keypad " << device << " \"" << words << "\"; there are:\n"
-            << Told();
-        std::string lines;
-        for (const log::Mark& mark : found->lines) {
-            lines += LineOfLog(mark.line) + "\n";
-        }
-        for (const std::string& text : evidence) {
-            EXPECT_NE(lines.find(text), std::string::npos)
-                << found->sentence << "\n\"" << text << "\" isn't in\n"
-                << lines;
-        }
-        findings_.erase(found);
-    }
-
-    /// Nothing else is told, but for what the lesson's end brings along.
-    void ExpectNothingElse(std::vector<Reason> besides = {}) {
-        besides.push_back(Reason::NoPress);
-        std::erase_if(findings_, [&](const Finding& finding) {
-            return std::find(besides.begin(), besides.end(), finding.reason) != besides.end();
-        });
-        EXPECT_EQ(Told(), "");
-    }
-
-    std::string Told() const {
-        std::string told;
-        for (const Finding& finding : findings_) {
-            told += std::string(log::NameOf(finding.reason)) + ": " + finding.sentence + "\n";
-        }
-        return told;
-    }
-
-    std::vector<Finding> findings_;
-
-private:
-    std::string LineOfLog(std::uint64_t number) const {
-        std::size_t begin = 0;
-        while (--number > 0 && begin != std::string::npos) {
-            begin = log_.find('\n', begin);
-            begin += begin == std::string::npos ? 0U : 1U;
-        }
-        return begin == std::string::npos ? "" : log_.substr(begin, log_.find('\n', begin) - begin);
-    }
-
-    std::string log_;
-};
 
 TEST_F(WhySystem, SilentKeys_HaveTheirReasons) {
     Start();
