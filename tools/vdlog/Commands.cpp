@@ -14,8 +14,8 @@
 namespace vdipc::log {
 
 std::span<const CommandEntry* const> AllCommands() {
-    static constexpr const CommandEntry* kAll[] = {&kSummaryCommand, &kWhyCommand, &kWatchCommand,
-                                                   &kKeypadCommand, &kPipeCommand};
+    static constexpr const CommandEntry* kAll[] = {&kSummaryCommand, &kWhyCommand,  &kWatchCommand,
+                                                   &kKeypadCommand,  &kPipeCommand, &kCompareCommand};
     return kAll;
 }
 

@@ -29,6 +29,7 @@ extern const CommandEntry kSummaryCommand;
 extern const CommandEntry kWhyCommand;
 extern const CommandEntry kWatchCommand;
 extern const CommandEntry kKeypadCommand;
+extern const CommandEntry kCompareCommand;
 
 std::span<const CommandEntry* const> AllCommands();
 

@@ -21,6 +21,9 @@ struct Options {
     std::string to;
     std::string output;
     bool fast = false;
+    std::vector<std::string> sides;  // "compare": A and B, as they were named
+    bool by_keypad = false;
+    bool all = false;
 };
 
 /// Exit codes.

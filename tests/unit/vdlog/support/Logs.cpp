@@ -9,6 +9,7 @@
 #include <fstream>
 #include <random>
 #include <sstream>
+#include <utility>
 
 namespace vdipc::log::test {
 namespace {
@@ -145,20 +146,28 @@ std::vector<SeenLine> LinesOf(const std::string& text, std::size_t piece) {
     return collector.seen;
 }
 
-Printed Vdlog(std::vector<std::string> arguments, const std::string& log) {
+Printed Vdlog(std::vector<std::string> arguments, const std::vector<std::string>& logs) {
     static std::atomic<int> count{0};
     std::random_device random;
-    const std::filesystem::path path =
-        std::filesystem::temp_directory_path() /
-        ("vdlog_test_" + std::to_string(random()) + "_" + std::to_string(++count) + ".log");
-    std::ofstream(path, std::ios::binary) << log;
-    arguments.push_back(path.string());
+    std::vector<std::filesystem::path> paths;
+    for (const std::string& log : logs) {
+        paths.push_back(std::filesystem::temp_directory_path() /
+                        ("vdlog_test_" + std::to_string(random()) + "_" + std::to_string(++count) + ".log"));
+        std::ofstream(paths.back(), std::ios::binary) << log;
+        arguments.push_back(paths.back().string());
+    }
     std::ostringstream out;
     std::ostringstream error;
     const int code = RunProgram(arguments, out, error);
-    std::error_code ignored;
-    std::filesystem::remove(path, ignored);
+    for (const std::filesystem::path& path : paths) {
+        std::error_code ignored;
+        std::filesystem::remove(path, ignored);
+    }
     return {code, out.str(), error.str()};
+}
+
+Printed Vdlog(std::vector<std::string> arguments, const std::string& log) {
+    return Vdlog(std::move(arguments), std::vector<std::string>{log});
 }
 
 }  // namespace vdipc::log::test

@@ -57,12 +57,13 @@ struct SeenLine {
 };
 std::vector<SeenLine> LinesOf(const std::string& text, std::size_t piece = 1 << 20);
 
-/// Runs the program and gives what it prints; the text stands in a file of its own during the run.
+/// Runs the program and gives what it prints; each text stands in a file of its own during the run.
 struct Printed {
     int code;
     std::string out;
     std::string error;
 };
 Printed Vdlog(std::vector<std::string> arguments, const std::string& log);
+Printed Vdlog(std::vector<std::string> arguments, const std::vector<std::string>& logs);
 
 }  // namespace vdipc::log::test
