@@ -45,14 +45,10 @@ std::string StyledText(const Json::Value& root) {
     if (root.hasComment(Json::commentBefore)) {
         text << '\n';
     }
-    WriteStyled(root, text);
+    const std::unique_ptr<Json::StreamWriter> writer(WriterBuilder().newStreamWriter());
+    writer->write(root, &text);
     text << '\n';
     return std::move(text).str();
-}
-
-void WriteStyled(const Json::Value& root, std::ostream& stream) {
-    const std::unique_ptr<Json::StreamWriter> writer(WriterBuilder().newStreamWriter());
-    writer->write(root, &stream);
 }
 
 }  // namespace vdipc

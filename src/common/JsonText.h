@@ -4,7 +4,6 @@
 #include <json/json.h>
 
 #include <istream>
-#include <ostream>
 #include <string>
 
 namespace vdipc {
@@ -18,8 +17,5 @@ bool ParseJson(std::istream& stream, Json::Value* root);
 
 /// The text of Value::toStyledString: several lines, indented, ending in a line break; what is beyond ASCII is escaped.
 std::string StyledText(const Json::Value& root);
-
-/// The writer of the same form, which ends without a line break.
-void WriteStyled(const Json::Value& root, std::ostream& stream);
 
 }  // namespace vdipc

@@ -35,7 +35,7 @@ DeviceInfoRecord VoteDeckObjectBase::GetDeviceInfo() {
 std::set<std::string> VoteDeckObjectBase::GetActivatedDeviceSet() {
     std::set<std::string> devices;
     for (const auto& [device, record] : text_record_map_) {
-        devices.insert(device);
+        devices.insert(devices.end(), device);  // both in the same order
     }
     return devices;
 }

@@ -41,8 +41,10 @@ void IpcHandler::SaveActiveDevices() {
         }
         root[MapAt(device_names_, device_type)] = std::move(value);
     }
-    VD_LOG(LogLevel::Debug, "{}:{} decvices: {}", StyledText(root));
-    WriteStyled(root, file);
+    const std::string text = StyledText(root);
+    VD_LOG(LogLevel::Debug, "{}:{} decvices: {}", text);
+    // The file has the same form, without the line break at the end.
+    file.write(text.data(), static_cast<std::streamsize>(text.size() - 1));
     file.flush();
 }
 

@@ -40,15 +40,18 @@ TEST(JsonText, StyledText_IsTheTextThatTheLibraryItselfGives) {
         Json::Value root;
         ASSERT_TRUE(Parses(text, &root)) << text;
         EXPECT_EQ(StyledText(root), root.toStyledString()) << text;
-        std::ostringstream written;
-        WriteStyled(root, written);
-        EXPECT_EQ(written.str(), Json::writeString(Json::StreamWriterBuilder(), root)) << text;
     }
     // A comment ahead of a value that moves from one text into another.
     Json::Value root;
     ASSERT_TRUE(Parses("{\"param\": // why\n{\"a\": 1}}", &root));
     EXPECT_EQ(StyledText(root["param"]), root["param"].toStyledString());
     EXPECT_EQ(StyledText(root["param"]).front(), '\n');
+}
+
+TEST(JsonText, StyledTextWithoutItsLineBreak_IsWhatAFileHolds) {
+    Json::Value root;
+    ASSERT_TRUE(Parses(R"({"LW": null, "TQ1": ["1", "2"], "TQ2": []})", &root));
+    EXPECT_EQ(StyledText(root), Json::writeString(Json::StreamWriterBuilder(), root) + "\n");
 }
 
 TEST(JsonText, TextThatIsNoJson_GivesFalse) {
