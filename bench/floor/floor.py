@@ -35,12 +35,13 @@ def say(text):
 
 
 class Bench:
-    def __init__(self, program, folder, processor):
+    def __init__(self, program, folder, processor, before):
         self.folder = folder
         self.pin = ["taskset", "-c", str(processor)]
         shutil.rmtree(folder, ignore_errors=True)
         os.makedirs(folder)
         self.program = shutil.copy(program, folder)
+        self.before = shutil.copy(before, os.path.join(folder, "before.exe")) if before else None
         self.server = None
 
     def start_server(self, requests=None):
@@ -69,16 +70,17 @@ class Bench:
 
     def run(self, program, what, count, keypads):
         """Median microseconds of one operation."""
-        ours = program == "ours"
+        ours = program in ("ours", "before")
         for attempt in range(3):
             self.clean(keypads)
-            wine = self.pin + ["wine", self.program]
+            wine = self.pin + ["wine"]
             host = subprocess.Popen(
-                wine + ["host", program.split()[0], str(keypads), self.lines_file(what, keypads)], cwd=self.folder,
+                wine + [self.before if program == "before" else self.program, "host", "ours" if ours else program.split()[0],
+                        str(keypads), self.lines_file(what, keypads)], cwd=self.folder,
                 stdin=subprocess.DEVNULL, stdout=subprocess.DEVNULL, stderr=subprocess.DEVNULL)
             try:
                 client = subprocess.run(
-                    wine + ["client", what, str(count), str(keypads), "ours" if ours else "bare"], cwd=self.folder,
+                    wine + [self.program, "client", what, str(count), str(keypads), "ours" if ours else "bare"], cwd=self.folder,
                     stdin=subprocess.DEVNULL, capture_output=True, text=True, timeout=90)
                 if client.returncode == 0:
                     host.wait(30)
@@ -164,6 +166,7 @@ def main():
     parser.add_argument("--processor", type=int, default=0)
     parser.add_argument("--only", help="operations whose name holds this")
     parser.add_argument("--no-requests", action="store_true", help="times alone")
+    parser.add_argument("--before", help="vdipc_floor.exe of another release of the library, as a further column")
     parser.add_argument("program", help="vdipc_floor.exe")
     parser.add_argument("folder", help="where hosts run; emptied")
     arguments = parser.parse_args()
@@ -172,16 +175,17 @@ def main():
         parser.error(f"no operation has '{arguments.only}' in its name; there are: {', '.join(OPERATIONS)}")
     if not os.environ.get("VDIPC_WINEPREFIX"):
         parser.error("start it by ./dev bench floor, which gives it a Wine prefix of its own")
-    bench = Bench(arguments.program, os.path.abspath(arguments.folder), arguments.processor)
+    programs = PROGRAMS + (("before",) if arguments.before else ())
+    bench = Bench(arguments.program, os.path.abspath(arguments.folder), arguments.processor, arguments.before)
     try:
         bench.start_server()
         bench.record_lines()
-        times = {name: {program: [] for program in PROGRAMS} for name in chosen}
+        times = {name: {program: [] for program in programs} for name in chosen}
         for number in range(arguments.rounds):
             for name in chosen:
                 what, count, keypads, _ = OPERATIONS[name]
                 # Another one goes first each time.
-                order = PROGRAMS[number % len(PROGRAMS):] + PROGRAMS[:number % len(PROGRAMS)]
+                order = programs[number % len(programs):] + programs[:number % len(programs)]
                 for program in order:
                     times[name][program].append(bench.run(program, what, count, keypads))
             say(f"round {number + 1} of {arguments.rounds}")
@@ -191,7 +195,7 @@ def main():
         if not arguments.no_requests:
             for name in chosen:
                 if OPERATIONS[name][3]:
-                    requests[name] = [count_requests(bench, name, program) for program in PROGRAMS[:3]]
+                    requests[name] = [count_requests(bench, name, program) for program in programs if program != "srw again"]
                     say(f"requests of {name} counted")
     finally:
         bench.stop_server()
@@ -203,11 +207,14 @@ def main():
         low, middle, high = statistics.quantiles(values, n=4)
         return f"{middle:.2f} ({low:.2f} to {high:.2f})"
 
-    print("| | ours, us | std, us | srw, us | ours : std | ours : srw | srw again : srw | requests: ours / std / srw |")
-    print("|---|---:|---:|---:|---|---|---|---|")
+    shown = [program for program in programs if program != "srw again"]
+    pairs = [("ours", "std"), ("ours", "srw"), ("srw again", "srw")] + [("ours", "before")] * ("before" in programs)
+    columns = [f"{program}, us" for program in shown] + [f"{program} : {to}" for program, to in pairs]
+    print("| | " + " | ".join(columns) + " | requests: " + " / ".join(shown) + " |")
+    print("|---|" + "---:|" * len(shown) + "---|" * (len(pairs) + 1))
     for name in chosen:
-        row = [f"{statistics.median(times[name][program]):,.1f}" for program in PROGRAMS[:3]]
-        row += [ratio(name, "ours", "std"), ratio(name, "ours", "srw"), ratio(name, "srw again", "srw")]
+        row = [f"{statistics.median(times[name][program]):,.1f}" for program in shown]
+        row += [ratio(name, program, to) for program, to in pairs]
         row.append(" / ".join(f"{value:.1f}" for value in requests[name]) if name in requests else "")
         print(f"| {name} | " + " | ".join(row) + " |")
     print("\nleast, middle and most of five runs: " + "; ".join(
