@@ -1,5 +1,6 @@
 // The reasons while the lesson runs.
 #include "tools/vdlog/Commands.h"
+#include "tools/vdlog/Input.h"
 #include "tools/vdlog/LineReader.h"
 #include "tools/vdlog/Platform.h"
 #include "tools/vdlog/Reasons.h"
@@ -16,6 +17,7 @@
 #include <string>
 #include <system_error>
 #include <thread>
+#include <utility>
 #include <vector>
 
 namespace vdipc::log {
@@ -71,39 +73,64 @@ int Watch(const Options& options, std::ostream& out, const std::function<bool()>
     Story story(reasons);
     reasons.Follow(story);
     LineReader reader(story);
+    OpenLog(options.files.at(0));
     std::filesystem::path path = PathOf(options.files.at(0));
-    if (!std::ifstream(path, std::ios::binary).is_open()) {
-        throw std::runtime_error("can't open " + options.files.at(0));
-    }
     std::vector<char> block(1 << 20);
-    std::streamoff position = 0;
-    while (true) {
+    std::uintmax_t position = 0;
+    const auto read_new = [&] {
+        std::error_code error;
+        if (const std::uintmax_t size = std::filesystem::file_size(path, error); !error && size < position) {
+            reader.EndFile();  // somebody has removed it, and the next host begins it anew
+            position = 0;
+        }
+        const std::uintmax_t before = position;
         // Opened anew each time: a stream that has seen the end of a file needn't see more of it.
         std::ifstream file(path, std::ios::binary);
-        file.seekg(position);
+        file.seekg(static_cast<std::streamoff>(position));
         while (file) {
             file.read(block.data(), static_cast<std::streamsize>(block.size()));
             reader.Feed(block.data(), static_cast<std::size_t>(file.gcount()));
-            position += file.gcount();
+            position += static_cast<std::uintmax_t>(file.gcount());
         }
-        file.close();
-        reader.Settle();
-        story.Settle();
-        if (!telling) {
-            telling = true;
-            out << "Watching " << text.Private(options.files.at(0)) << "; Ctrl-C ends." << std::endl;
-        }
+        return position > before;
+    };
+    const auto announce = [&] {
+        const std::string name = path.filename().string();
+        out << "Watching " << (IsLogName(name) ? name : text.Private(name)) << "; Ctrl-C ends." << std::endl;
+    };
+    std::uint64_t task_lines = 0;
+    int unchanged = 0;
+    while (out) {
+        const bool grew = read_new();
         // A host that is started on another day writes a file of that day.
         if (const std::filesystem::path next = NextLog(path); !next.empty()) {
+            read_new();
             reader.EndFile();
             path = next;
             position = 0;
+            if (telling) {
+                announce();
+            }
             continue;
         }
+        // The last press may be half written: where the file grows, by lines of other threads maybe, it is so until two
+        // looks have found nothing more of the task thread, whose last line is given only when the next one is there.
+        unchanged = std::exchange(task_lines, story.TaskLines()) == story.TaskLines() ? unchanged + 1 : 0;
+        if (!grew || !telling) {
+            reader.Settle();
+        }
+        if (!grew || !telling || unchanged >= 2) {
+            story.Settle();
+        }
+        if (!telling) {
+            telling = true;
+            announce();
+        }
         if (!go_on()) {
-            return kDone;
+            break;
         }
     }
+    return kDone;
 }
 
 namespace {
@@ -113,7 +140,7 @@ int RunWatch(const Options& options, std::ostream& out) {
         throw std::invalid_argument("\"watch\" follows one file");
     }
     return Watch(options, out, [] {
-        std::this_thread::sleep_for(std::chrono::milliseconds(200));
+        std::this_thread::sleep_for(std::chrono::milliseconds(150));
         return true;
     });
 }

@@ -18,18 +18,6 @@ namespace {
 constexpr std::size_t kBlock = 1 << 20;
 constexpr std::uintmax_t kLargeFile = 100'000'000;
 
-std::ifstream Open(const std::string& name) {
-    std::error_code error;
-    if (std::filesystem::is_directory(PathOf(name), error)) {
-        throw std::runtime_error(name + " is a directory; name the log in it, vote_deck.DATE.log");
-    }
-    std::ifstream file(PathOf(name), std::ios::binary);
-    if (!file.is_open()) {
-        throw std::runtime_error("can't open " + name);
-    }
-    return file;
-}
-
 class FirstTime final : public LineSink {
 public:
     void OnLine(const LogLine& line) override {
@@ -86,12 +74,24 @@ private:
 
 }  // namespace
 
+std::ifstream OpenLog(const std::string& name) {
+    std::error_code error;
+    if (std::filesystem::is_directory(PathOf(name), error)) {
+        throw std::runtime_error(name + " is a directory; name the log in it, vote_deck.DATE.log");
+    }
+    std::ifstream file(PathOf(name), std::ios::binary);
+    if (!file.is_open()) {
+        throw std::runtime_error("can't open " + name);
+    }
+    return file;
+}
+
 std::vector<std::string> InOrder(const std::vector<std::string>& files) {
     std::vector<std::pair<std::int64_t, std::string>> timed;
     for (const std::string& name : files) {
         FirstTime first;
         if (name != "-" && files.size() > 1) {
-            std::ifstream file = Open(name);
+            std::ifstream file = OpenLog(name);
             std::string bytes(1 << 16, '\0');
             file.read(bytes.data(), static_cast<std::streamsize>(bytes.size()));
             LineReader reader(first);
@@ -117,7 +117,7 @@ void ReadLogs(const std::vector<std::string>& files, Story& story) {
         std::ifstream file;
         std::uintmax_t size = 0;
         if (name != "-") {
-            file = Open(name);
+            file = OpenLog(name);
             std::error_code error;
             size = std::filesystem::file_size(PathOf(name), error);
             size = error ? 0 : size;

@@ -4,10 +4,14 @@
 #include "tools/vdlog/Options.h"
 #include "tools/vdlog/Story.h"
 
+#include <fstream>
 #include <string>
 #include <vector>
 
 namespace vdipc::log {
+
+/// Opens a log. Raises std::runtime_error for a directory, and for a file that can't be opened.
+std::ifstream OpenLog(const std::string& name);
 
 /// The files in the order of their first line's time; those without one keep their places at the end. Standard input is
 /// last. Raises std::runtime_error for a file that can't be opened.

@@ -184,6 +184,7 @@ void Story::OnLine(const LogLine& line) {
     switch (reading.id) {
     case LineId::Ordinary:
         if (task_thread_known_ && line.thread == task_thread_) {
+            ++task_lines_;
             last_.task_line = line.at;
             last_.task_id = reading.id;
         }
@@ -211,6 +212,7 @@ void Story::OnLine(const LogLine& line) {
         break;
     }
     if (task_thread_known_ && line.thread == task_thread_) {
+        ++task_lines_;
         OnTaskLine(line, reading);
         last_.task_line = line.at;
         last_.task_id = reading.id;

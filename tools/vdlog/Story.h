@@ -51,7 +51,7 @@ public:
     ~Story() override;
 
     void OnLine(const LogLine& line) override;
-    /// Nothing has come for a while: what only the next line would end is taken to be at its end.
+    /// Nothing has come of the task thread for a while: what only the next line would end is taken to be at its end.
     void Settle();
     /// The end of the log.
     void End();
@@ -80,6 +80,7 @@ public:
     };
     const LastWords& Last() const { return last_; }
     std::uint64_t Lines() const { return lines_; }
+    std::uint64_t TaskLines() const { return task_lines_; }
 
 private:
     enum class Task : std::uint8_t {
@@ -150,6 +151,7 @@ private:
 
     FactSink& sink_;
     std::uint64_t lines_ = 0;
+    std::uint64_t task_lines_ = 0;  // of the task thread
     Mark last_mark_;
 
     bool in_run_ = false;

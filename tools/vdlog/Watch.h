@@ -8,8 +8,8 @@
 
 namespace vdipc::log {
 
-/// Reads what is there without a word, then tells what comes, until `go_on` says no. It is asked each time that nothing
-/// new has come, and has to take its time.
+/// Reads what is there without a word, then tells what comes, until `go_on` says no. It is asked behind each look at the
+/// file, and has to take its time: a press whose lines end the file is told at the look that finds nothing new.
 int Watch(const Options& options, std::ostream& out, const std::function<bool()>& go_on);
 
 }  // namespace vdipc::log

@@ -1,19 +1,13 @@
 // What the commands print, what they hold back when a log is to be handed on, and any encoding.
 #include "tools/vdlog/Commands.h"
 #include "tools/vdlog/Text.h"
-#include "tools/vdlog/Watch.h"
 
 #include "support/Logs.h"
 
 #include <gtest/gtest.h>
 #include <json/json.h>
 
-#include <filesystem>
-#include <fstream>
 #include <memory>
-#include <random>
-#include <sstream>
-#include <stdexcept>
 #include <string>
 #include <vector>
 
@@ -92,68 +86,6 @@ TEST(KeypadCommand, Log_GivesItsLife) {
     EXPECT_GE(steps.size(), 6U);
     EXPECT_NE(Vdlog({"keypad", "77"}, SmallClass().Text()).out.find("isn't named in this log"),
               std::string::npos);
-}
-
-/// A file of this test's own, in a directory of its own.
-class WatchedFile {
-public:
-    WatchedFile() {
-        std::random_device random;
-        directory_ = std::filesystem::temp_directory_path() / ("vdlog_watch_" + std::to_string(random()));
-        std::filesystem::create_directory(directory_);
-    }
-    WatchedFile(const WatchedFile&) = delete;
-    WatchedFile& operator=(const WatchedFile&) = delete;
-    ~WatchedFile() {
-        std::error_code ignored;
-        std::filesystem::remove_all(directory_, ignored);
-    }
-    void Append(const std::string& day, const std::string& text) const {
-        std::ofstream(Path(day), std::ios::binary | std::ios::app) << text;
-    }
-    std::filesystem::path Path(const std::string& day) const {
-        return directory_ / ("vote_deck." + day + ".log");
-    }
-
-private:
-    std::filesystem::path directory_;
-};
-
-TEST(WatchCommand, GrowingFileAndTheNextDays_TellSilentPressesOnce) {
-    LogText begin;
-    begin.Start().Client().Init(1, "\"RV2\"").StationLogon("1").StationKey("1", 2).Found("1", false);
-    LogText more;
-    more.StationKey("1", 3).Found("1", false);
-    LogText stopped = SmallClass();
-    const WatchedFile file;
-    file.Append("2026.11.22", begin.Text());
-    Options options;
-    options.files = {file.Path("2026.11.22").string()};
-    std::ostringstream out;
-    int idle = 0;
-    const int code = Watch(options, out, [&] {
-        switch (++idle) {
-        case 1:
-            // What was there isn't told.
-            EXPECT_EQ(out.str().find("Keypad"), std::string::npos) << out.str();
-            file.Append("2026.11.22", more.Text());
-            return true;
-        case 2:
-            EXPECT_NE(out.str().find("Keypad 1 (RV2) pressed C at 10:00:00.000: no event"), std::string::npos)
-                << out.str();
-            EXPECT_NE(out.str().find("[not-asked, line "), std::string::npos) << out.str();
-            EXPECT_EQ(out.str().find("pressed B"), std::string::npos) << out.str();
-            file.Append("2026.11.23", stopped.Text());
-            return true;
-        default:
-            EXPECT_NE(out.str().find("had answered single-choice \"q1\""), std::string::npos) << out.str();
-            return false;
-        }
-    });
-    EXPECT_EQ(code, 0);
-    EXPECT_EQ(idle, 3);
-    options.files = {"no such file"};
-    EXPECT_THROW(Watch(options, out, [] { return false; }), std::runtime_error);
 }
 
 TEST(Redaction, NothingOfTheTexts_IsLeftInAnyOutput) {

@@ -1,0 +1,218 @@
+// The log is followed while it grows, by files that grow between two looks.
+#include "tools/vdlog/Watch.h"
+
+#include "support/Logs.h"
+
+#include <gtest/gtest.h>
+
+#include <filesystem>
+#include <fstream>
+#include <functional>
+#include <random>
+#include <sstream>
+#include <stdexcept>
+#include <string>
+#include <utility>
+#include <vector>
+
+namespace vdipc::log::test {
+namespace {
+
+/// A file of this test's own, in a directory of its own.
+class WatchedFile {
+public:
+    WatchedFile() {
+        std::random_device random;
+        directory_ = std::filesystem::temp_directory_path() / ("vdlog_watch_" + std::to_string(random()));
+        std::filesystem::create_directory(directory_);
+    }
+    WatchedFile(const WatchedFile&) = delete;
+    WatchedFile& operator=(const WatchedFile&) = delete;
+    ~WatchedFile() {
+        std::error_code ignored;
+        std::filesystem::remove_all(directory_, ignored);
+    }
+    void Append(const std::string& day, const std::string& text) const {
+        std::ofstream(Path(day), std::ios::binary | std::ios::app) << text;
+    }
+    void Replace(const std::string& day, const std::string& text) const {
+        std::ofstream(Path(day), std::ios::binary | std::ios::trunc) << text;
+    }
+    std::filesystem::path Path(const std::string& day) const {
+        return directory_ / ("vote_deck." + day + ".log");
+    }
+    const std::filesystem::path& Directory() const { return directory_; }
+
+private:
+    std::filesystem::path directory_;
+};
+
+const std::string kDay = "2026.11.22";
+const std::string kNextDay = "2026.11.23";
+
+/// Does a step behind so many looks each, and says what was printed since the step before.
+std::vector<std::string> WatchSteps(Options options, const std::vector<std::function<void()>>& steps) {
+    constexpr int kLooks = 3;
+    std::ostringstream out;
+    std::vector<std::string> printed;
+    std::size_t looks = 0;
+    std::size_t before = 0;
+    const int code = Watch(options, out, [&] {
+        if (++looks % kLooks != 0) {
+            return true;
+        }
+        printed.push_back(out.str().substr(before));
+        before = out.str().size();
+        if (printed.size() > steps.size()) {
+            return false;
+        }
+        steps[printed.size() - 1]();
+        return true;
+    });
+    EXPECT_EQ(code, 0);
+    return printed;
+}
+
+Options Of(const std::filesystem::path& path) {
+    Options options;
+    options.files = {path.string()};
+    return options;
+}
+
+LogText PressOfNothing(int key) {
+    LogText log;
+    return log.StationKey("1", key).Found("1", false);
+}
+
+TEST(WatchCommand, GrowingFileAndTheNextDays_TellSilentPressesOnce) {
+    LogText begin;
+    begin.Start().Client().Init(1, "\"RV2\"").StationLogon("1").StationKey("1", 2).Found("1", false);
+    LogText next;
+    next.Start().Client().Init(1, "\"RV2\"").StationLogon("1").StationKey("1", 4).Found("1", false);
+    const WatchedFile file;
+    file.Append(kDay, begin.Text());
+    const auto printed =
+        WatchSteps(Of(file.Path(kDay)), {[&] { file.Append(kDay, PressOfNothing(3).Text()); }, [] {},
+                                         [&] { file.Append(kNextDay, next.Text()); }, [] {}});
+    // What was there isn't told.
+    EXPECT_EQ(printed[0], "Watching vote_deck.2026.11.22.log; Ctrl-C ends.\n");
+    EXPECT_NE(printed[1].find("Keypad 1 (RV2) pressed C at 10:00:00.000: no event"), std::string::npos)
+        << printed[1];
+    EXPECT_NE(printed[1].find("[not-asked, line "), std::string::npos) << printed[1];
+    EXPECT_EQ(printed[2], "");
+    EXPECT_EQ(printed[3].find("Watching vote_deck.2026.11.23.log"), 0U) << printed[3];
+    EXPECT_NE(printed[3].find("pressed D"), std::string::npos) << printed[3];
+    EXPECT_EQ(printed[4], "");
+}
+
+TEST(WatchCommand, FilesOfLaterDaysThatAreThere_AreNoNews) {
+    const WatchedFile file;
+    file.Append(kDay, PressOfNothing(1).Text());
+    file.Append(kNextDay, PressOfNothing(2).Text());
+    const auto printed =
+        WatchSteps(Of(file.Path(kDay)), {[&] { file.Append(kNextDay, PressOfNothing(3).Text()); }});
+    EXPECT_EQ(printed[0], "Watching vote_deck.2026.11.23.log; Ctrl-C ends.\n");
+    EXPECT_NE(printed[1].find("pressed C"), std::string::npos) << printed[1];
+}
+
+TEST(WatchCommand, PressThatIsHalfWritten_IsToldWhenItIsWhole) {
+    // Cut behind each of its lines, and in the middle of them; "found=true" alone would look like a closed question.
+    LogText begin;
+    begin.Start().Client().Init(1, "\"RV2\"").StationLogon("1");
+    begin.Ask(R"({"command":"ask","device":"0","type":"single-choice","custom":"q1"})", "0", {"1"});
+    LogText log;
+    log.StationKey("1", 5).Found("1", true).Finished("1", false).Filtered(0, 5, false);
+    const std::string text = log.Text();
+    for (std::size_t cut = 10; cut < text.size(); cut += 37) {
+        const WatchedFile file;
+        file.Append(kDay, begin.Text());
+        std::ostringstream out;
+        int looks = 0;
+        Watch(Of(file.Path(kDay)), out, [&] {
+            switch (++looks) {
+            case 2:
+                file.Append(kDay, text.substr(0, cut));
+                break;
+            case 3:
+                file.Append(kDay, text.substr(cut));
+                break;
+            default:
+                break;
+            }
+            return looks < 7;
+        });
+        EXPECT_NE(out.str().find("T doesn't count for single-choice"), std::string::npos) << cut << out.str();
+        EXPECT_EQ(out.str().find("closed"), std::string::npos) << cut << out.str();
+    }
+}
+
+TEST(WatchCommand, PressBehindWhichOtherThreadsWrite_IsToldAllTheSame) {
+    LogText begin;
+    begin.Start().Client().Init(1, "\"RV2\"").StationLogon("1");
+    const WatchedFile file;
+    file.Append(kDay, begin.Text());
+    std::ostringstream out;
+    int looks = 0;
+    Watch(Of(file.Path(kDay)), out, [&] {
+        LogText more;
+        if (++looks == 2) {
+            // Its question is closed, which only the end of its lines tells.
+            more.StationKey("1", 2).Found("1", true);
+        }
+        more.Line("IpcHandler::OnIpcPingreceived:14", 0x2cc, "Trace");
+        file.Append(kDay, more.Text());
+        return looks < 6;
+    });
+    EXPECT_NE(out.str().find("pressed B"), std::string::npos) << out.str();
+}
+
+TEST(WatchCommand, FileThatBeginsAnew_IsReadFromItsBeginning) {
+    LogText begin;
+    begin.Start().Client().Init(1, "\"RV2\"").StationLogon("1");
+    const WatchedFile file;
+    file.Append(kDay, begin.Text());
+    const auto printed =
+        WatchSteps(Of(file.Path(kDay)), {[&] { file.Replace(kDay, PressOfNothing(2).Text()); }});
+    EXPECT_NE(printed[1].find("pressed B"), std::string::npos) << printed[1];
+}
+
+TEST(WatchCommand, Redaction_HoldsBackNamesToo) {
+    LogText log;
+    log.Start().Client().Init(1, "\"RV2\"").StationLogon("1");
+    log.Ask(R"({"command":"ask","device":"0","type":"single-choice","custom":"a SECRET sentence"})", "0",
+            {"1"});
+    const WatchedFile file;
+    file.Append(kDay, log.Text());
+    std::filesystem::rename(file.Path(kDay), file.Directory() / "SECRET.log");
+    LogText more;
+    more.StationKey("1", 6).Found("1", true).Finished("1", false).Filtered(0, 6, false);
+    more.Line("IpcHandler::RouteMessage:78 task begin msg={\"command\":\"SECRET\"}");
+    more.StationLogon("2");
+    Options options = Of(file.Directory() / "SECRET.log");
+    options.redact = true;
+    const auto printed =
+        WatchSteps(options, {[&] {
+                       std::ofstream(file.Directory() / "SECRET.log", std::ios::binary | std::ios::app)
+                           << more.Text();
+                   }});
+    EXPECT_NE(printed[1].find("pressed F"), std::string::npos) << printed[1];
+    EXPECT_NE(printed[1].find("command-not-decoded"), std::string::npos) << printed[1];
+    EXPECT_EQ((printed[0] + printed[1]).find("SECRET"), std::string::npos) << printed[0] << printed[1];
+}
+
+TEST(WatchCommand, NoFile_IsAnErrorThatSaysSo) {
+    const WatchedFile file;
+    std::ostringstream out;
+    for (const auto& [path, words] : std::vector<std::pair<std::filesystem::path, std::string>>{
+             {file.Path(kDay), "can't open"}, {file.Directory(), "is a directory"}}) {
+        try {
+            Watch(Of(path), out, [] { return false; });
+            ADD_FAILURE() << path;
+        } catch (const std::runtime_error& error) {
+            EXPECT_NE(std::string(error.what()).find(words), std::string::npos) << error.what();
+        }
+    }
+}
+
+}  // namespace
+}  // namespace vdipc::log::test
