@@ -38,6 +38,12 @@ int IndexOf(const char* const (&names)[Count], const std::string& name) {
     return -1;
 }
 
+std::string Lower(std::string text) {
+    std::transform(text.begin(), text.end(), text.begin(),
+                   [](char c) { return c >= 'A' && c <= 'Z' ? static_cast<char>(c - 'A' + 'a') : c; });
+    return text;
+}
+
 std::string Quoted(const std::string& text) {
     // A long text helps nobody.
     return "\"" + (text.size() > 60 ? text.substr(0, 60) + "..." : text) + "\"";
@@ -58,9 +64,7 @@ std::string ReadName(const Json::Value& object, const char* key, const char* con
     if (number >= 0) {
         return {};
     }
-    std::string lower = value.asString();
-    std::transform(lower.begin(), lower.end(), lower.begin(),
-                   [](char c) { return c >= 'A' && c <= 'Z' ? static_cast<char>(c - 'A' + 'a') : c; });
+    const std::string lower = Lower(value.asString());
     std::string words =
         "its \"" + std::string(key) + "\" " + Quoted(value.asString()) + " is none of the known words";
     if (IndexOf(names, lower) >= 0) {
@@ -161,8 +165,35 @@ std::string ReadFields(Command& command, const Json::Value& root) {
     case 6:
         return {};
     default:
-        return "there is no command " + Quoted(command.name);
+        const std::string lower = Lower(command.name);
+        return "there is no command " + Quoted(command.name) +
+               (IndexOf(kCommands, lower) >= 0 ? " (capitals count: \"" + lower + "\")" : "");
     }
+}
+
+/// What a JSON text holds up to where it was cut: the whole members, with the brackets closed behind them.
+std::string WholePart(std::string_view text) {
+    std::string open;
+    std::size_t whole = 0;
+    bool in_string = false;
+    for (std::size_t i = 0; i < text.size(); ++i) {
+        const char c = text[i];
+        if (in_string) {
+            i += c == '\\' ? 1U : 0U;
+            in_string = c != '"';
+        } else if (c == '"') {
+            in_string = true;
+        } else if (c == '{' || c == '[') {
+            open += c == '{' ? '}' : ']';
+            whole = i + 1;
+        } else if ((c == '}' || c == ']') && !open.empty()) {
+            open.pop_back();
+            whole = i + 1;
+        } else if (c == ',') {
+            whole = i;
+        }
+    }
+    return std::string(text.substr(0, whole)) + std::string(open.rbegin(), open.rend());
 }
 
 int HexValue(char c) {
@@ -285,11 +316,22 @@ void ReadCommand(Command& command) {
     Json::Value root;
     std::string errors;
     bool parsed = false;
+    const std::unique_ptr<Json::CharReader> reader(Json::CharReaderBuilder().newCharReader());
     try {
-        const std::unique_ptr<Json::CharReader> reader(Json::CharReaderBuilder().newCharReader());
         parsed =
             reader->parse(command.text.data(), command.text.data() + command.text.size(), &root, &errors);
         command.complaint = parsed ? ReadFields(command, root) : "its text is no JSON";
+        if (!parsed && command.text.size() >= kWholeText) {
+            const std::string part = WholePart(command.text);
+            const std::string words = reader->parse(part.data(), part.data() + part.size(), &root, nullptr)
+                                          ? ReadFields(command, root)
+                                          : std::string();
+            command.complaint = words.empty() || words.starts_with("it has no ")
+                                    ? "of something that the log doesn't show: it has only the beginning of "
+                                      "its text"
+                                    : words;
+            return;
+        }
     } catch (const std::exception&) {
         command.complaint = "its text is JSON that is nested too deep";
     }

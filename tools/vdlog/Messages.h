@@ -8,6 +8,9 @@
 
 namespace vdipc::log {
 
+/// Of longer texts the log has only the beginning: it cuts its lines at 16384 bytes, prefix and all.
+inline constexpr std::size_t kWholeText = 16000;
+
 /// Fills a command's fields from its text. `complaint` says what is wrong with one that can't be decoded.
 void ReadCommand(Command& command);
 

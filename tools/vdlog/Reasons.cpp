@@ -87,6 +87,15 @@ std::string At(const Mark& mark) {
     return TimeText(mark.time);
 }
 
+bool Later(const Mark& one, const Mark& other) {
+    return std::pair(one.file, one.line) > std::pair(other.file, other.line);
+}
+
+std::string ChangeText(const Fact& fact) {
+    return std::string(NameOf(fact.receiver)) +
+           (fact.kind == FactKind::ReceiverUp ? " came up" : " went down (" + std::string(fact.text) + ")");
+}
+
 }  // namespace
 
 const char* NameOf(Reason reason) {
@@ -128,6 +137,12 @@ std::string Reasons::QuestionText(const Command* ask) const {
            (ask->device == "0" ? " for all" : " for this keypad");
 }
 
+/// The name of a very long one stands behind the place where the log cuts its line.
+std::string Reasons::EventText(const Sent& sent) const {
+    return (sent.name.empty() ? std::string("An event") : "The event \"" + text_.Word(sent.name) + "\"") +
+           (sent.device.empty() ? "" : " of keypad " + text_.Device(sent.device));
+}
+
 void Reasons::Give(Finding& finding, const Evidence& lines) {
     finding.lines.insert(finding.lines.end(), lines.begin(), lines.end());
     std::erase_if(finding.lines, [](const Mark& mark) { return !mark.IsSet(); });
@@ -151,14 +166,14 @@ void Reasons::OnFact(const Fact& fact) {
         recent_.clear();
         client_lost_ = Mark();
         client_connected_ = Mark();
-        clients_ = 0;
+        changes_.clear();
+        change_lines_.clear();
         break;
     case FactKind::RunEnd:
         OnRunEnd(fact);
         break;
     case FactKind::ClientConnected:
         client_connected_ = fact.at;
-        ++clients_;
         break;
     case FactKind::ClientLost:
         client_lost_ = fact.at;
@@ -173,9 +188,8 @@ void Reasons::OnFact(const Fact& fact) {
             finding.custom = sent.custom;
             finding.event = true;
             finding.sentence =
-                "The event \"" + text_.Word(sent.name) + "\"" +
-                (sent.device.empty() ? "" : " of keypad " + text_.Device(sent.device)) + " went out at " +
-                At(sent.at) + ", " + DurationText(fact.at.time - sent.at.time) +
+                EventText(sent) + " went out at " + At(sent.at) + ", " +
+                DurationText(fact.at.time - sent.at.time) +
                 " before the client's loss was noticed: whether the client still read it the log can't "
                 "tell; the client's own log would.";
             finding.lines = {sent.at, fact.at};
@@ -228,7 +242,11 @@ void Reasons::OnFact(const Fact& fact) {
         counts_.presses += fact.kind == FactKind::Pressed ? 1 : 0;
         counts_.recordings += fact.kind == FactKind::Recorded ? 1 : 0;
         break;
+    case FactKind::ReceiverUp:
+        NoteChange(fact);
+        break;
     case FactKind::ReceiverDown:
+        NoteChange(fact);
         for (auto& [place, asked] : asked_) {
             const bool at_a_stop = fact.command == nullptr && fact.text == "taken down";
             if (place.first == fact.receiver && !asked.heard && !asked.down.IsSet() && !at_a_stop) {
@@ -280,9 +298,7 @@ void Reasons::OnEventSent(const Fact& fact) {
     finding.device = sent.device;
     finding.custom = sent.custom;
     finding.event = true;
-    finding.sentence = "The event \"" + text_.Word(sent.name) + "\"" +
-                       (sent.device.empty() ? "" : " of keypad " + text_.Device(sent.device)) +
-                       " went out at " + At(fact.at) + " and is lost: the client was gone" +
+    finding.sentence = EventText(sent) + " went out at " + At(fact.at) + " and is lost: the client was gone" +
                        (client_lost_.IsSet() ? " since " + At(client_lost_) : "") + ".";
     finding.lines = {client_lost_, fact.at};
     Give(finding, {});
@@ -311,7 +327,6 @@ void Reasons::OnQuestionOpened(const Fact& fact) {
         asked.down_reason = state.reason;
     }
     asked_.emplace(place, std::move(asked));
-    asked_somebody_ = true;
 }
 
 /// A question that ends: was nothing heard of its keypad?
@@ -434,32 +449,23 @@ const Reasons::Failed* Reasons::FailedAsk(const std::string& device, const Mark&
     const Failed* newest = nullptr;
     for (const std::string& key : {device, std::string("0"), std::string()}) {
         const auto found = failed_.find(key);
-        const auto later = [](const Mark& a, const Mark& b) {
-            return std::pair(a.file, a.line) > std::pair(b.file, b.line);
-        };
-        if (found != failed_.end() && later(found->second.at, since) &&
-            (newest == nullptr || later(found->second.at, newest->at))) {
+        if (found != failed_.end() && Later(found->second.at, since) &&
+            (newest == nullptr || Later(found->second.at, newest->at))) {
             newest = &found->second;
         }
     }
     return newest;
 }
 
-const Question* Reasons::MissedQuestion(Receiver receiver, const std::string& device,
-                                        const Question* own) const {
+const Question* Reasons::MissedQuestion(Receiver receiver, const Question* own) const {
     const Keypad* const all = story_->FindKeypad(receiver, "0");
-    const Keypad* const keypad = story_->FindKeypad(receiver, device);
     if (all == nullptr || all->question == nullptr || !all->question->open || all->question->ask == nullptr) {
         return nullptr;
     }
-    const auto later = [](const Mark& a, const Mark& b) {
-        return std::pair(a.file, a.line) > std::pair(b.file, b.line);
-    };
     if (own != nullptr &&
-        (!own->asked.IsSet() || own->ask == all->question->ask || !later(all->question->asked, own->asked))) {
+        (!own->asked.IsSet() || own->ask == all->question->ask || !Later(all->question->asked, own->asked))) {
         return nullptr;
     }
-    static_cast<void>(keypad);
     return all->question.get();
 }
 
@@ -484,7 +490,7 @@ void Reasons::OnPress(const Fact& fact) {
 
 std::string Reasons::WhyNoQuestion(const Fact& fact, Finding& finding) {
     const std::string device(fact.device);
-    const Question* const missed = MissedQuestion(fact.receiver, device, fact.question);
+    const Question* const missed = MissedQuestion(fact.receiver, fact.question);
     const Mark newest = missed != nullptr          ? missed->asked
                         : fact.question != nullptr ? fact.question->asked
                                                    : Mark();
@@ -571,8 +577,7 @@ std::string Reasons::WhyClosed(const Fact& fact, Finding& finding) {
                                  keypad->logon.line > question->closed.line;
     const bool dropped = question->closer != nullptr && question->closer->name == "drop";
     if (FailedAsk(std::string(fact.device), question->closed) != nullptr ||
-        (MissedQuestion(fact.receiver, std::string(fact.device), question) != nullptr &&
-         (!dropped || logged_on_since))) {
+        (MissedQuestion(fact.receiver, question) != nullptr && (!dropped || logged_on_since))) {
         std::string words = WhyNoQuestion(fact, finding);
         if (finding.reason != Reason::NotAsked) {
             return words;
@@ -599,6 +604,16 @@ std::string Reasons::WhyClosed(const Fact& fact, Finding& finding) {
            " before" +
            (dropped && !logged_on_since ? "; it has to log on again before a question for all reaches it"
                                         : "");
+}
+
+bool Reasons::ClientIsAway() const {
+    return client_lost_.IsSet() && Later(client_lost_, client_connected_);
+}
+
+std::string Reasons::NoTurn() const {
+    return ClientIsAway() ? "the library waited for a client since " + At(client_lost_) +
+                                ", and the run ended before one came"
+                          : "the run ended before its turn came";
 }
 
 void Reasons::OnSilentPress(const Fact& fact, Finding& finding, const std::string& subject) {
@@ -639,19 +654,16 @@ void Reasons::OnSilentPress(const Fact& fact, Finding& finding, const std::strin
         finding.reason = Reason::NeverRun;
         words = press.begun.IsSet()
                     ? "what was heard after it had its turn, and it hadn't: its receiver's object was gone"
-                : client_lost_.IsSet() && client_lost_.line > client_connected_.line
-                    ? "the library waited for a client since " + At(client_lost_) +
-                          ", and the run ended before one came"
-                    : "the run ended before its turn came";
+                    : NoTurn();
         finding.lines.push_back(press.begun);
+        finding.lines.push_back(press.begun.IsSet() || !ClientIsAway() ? Mark() : client_lost_);
         break;
     default:
         return;  // a letter of a multiple choice tells its own end
     }
     if (question != nullptr &&
         (press.outcome == Outcome::Answered || press.outcome == Outcome::DoesNotCount)) {
-        if (const Question* const missed =
-                MissedQuestion(fact.receiver, std::string(fact.device), question)) {
+        if (const Question* const missed = MissedQuestion(fact.receiver, question)) {
             finding.reason = Reason::OlderQuestion;
             finding.custom = missed->ask->custom;
             finding.lines.push_back(missed->asked);
@@ -678,20 +690,10 @@ void Reasons::OnPressEvent(const Fact& fact, Finding& finding, const std::string
         return;
     }
     const std::int64_t delay = press.heard.IsSet() ? press.begun.time - press.heard.time : 0;
-    if (press.heard.IsSet() && client_connected_.IsSet() && client_connected_.time >= press.heard.time &&
-        std::pair(client_connected_.file, client_connected_.line) >
-            std::pair(press.heard.file, press.heard.line)) {
-        finding.reason = Reason::NextClient;
-        finding.sentence =
-            subject + ", while no client was connected" +
-            (client_lost_.IsSet() ? " (the former one was lost at " + At(client_lost_) + ")" : "") +
-            ": its event went to the next client, which connected at " + At(client_connected_) + ", " +
-            DurationText(delay) + " after the press.";
-        finding.lines = {client_lost_, client_connected_};
-        Give(finding, press.lines);
+    if (TellNextClient(finding, subject, press.heard, press.lines)) {
         return;
     }
-    if (const Question* const missed = MissedQuestion(fact.receiver, std::string(fact.device), fact.question);
+    if (const Question* const missed = MissedQuestion(fact.receiver, fact.question);
         missed != nullptr && fact.question != nullptr && fact.question->ask != nullptr) {
         finding.reason = Reason::OlderQuestion;
         finding.sentence = subject + ": its event answers the older question, " +
@@ -717,6 +719,30 @@ void Reasons::OnPressEvent(const Fact& fact, Finding& finding, const std::string
                            " later, because the library was busy with what came before.";
         Give(finding, press.lines);
     }
+}
+
+/// Whether the client that got an event connected behind what was heard.
+bool Reasons::TellNextClient(Finding& finding, const std::string& subject, const Mark& heard,
+                             const Evidence& lines) {
+    if (!heard.IsSet() || !client_connected_.IsSet() || !Later(client_connected_, heard)) {
+        return false;
+    }
+    finding.reason = Reason::NextClient;
+    finding.event = true;
+    finding.sentence = subject;
+    if (!client_lost_.IsSet()) {
+        finding.sentence += ", while no client was connected";
+    } else if (Later(heard, client_lost_)) {
+        finding.sentence +=
+            ", while no client was connected (the former one was lost at " + At(client_lost_) + ")";
+    } else {
+        finding.sentence += ", and its client was lost at " + At(client_lost_);
+    }
+    finding.sentence += ": its event went to the next client, which connected at " + At(client_connected_) +
+                        ", " + DurationText(client_connected_.time - heard.time) + " later.";
+    finding.lines = {client_lost_, client_connected_};
+    Give(finding, lines);
+    return true;
 }
 
 void Reasons::OnLettersLost(const Fact& fact) {
@@ -778,8 +804,9 @@ void Reasons::OnRecording(const Fact& fact) {
                       "hadn't"
                 : recording.begun.IsSet()
                     ? "what was heard after it had its turn, and it hadn't: its receiver's object was gone"
-                    : "the run ended before its turn came; or it wasn't valid, which the log doesn't say";
+                    : NoTurn() + "; or it wasn't valid, which the log doesn't say";
         finding.lines.push_back(recording.begun);
+        finding.lines.push_back(recording.begun.IsSet() || !ClientIsAway() ? Mark() : client_lost_);
         break;
     case Outcome::BadRecording:
         finding.event = true;
@@ -796,6 +823,9 @@ void Reasons::OnRecording(const Fact& fact) {
                                        : "was bad") +
             "; nothing was asked of the speech service.";
         Give(finding, recording.lines);
+        return;
+    case Outcome::Event:
+        TellNextClient(finding, subject, recording.heard, recording.lines);
         return;
     default:
         return;
@@ -822,10 +852,12 @@ void Reasons::OnRequestDone(const Fact& fact) {
         if (request.error.value_or(0) != 0) {
             finding.reason = Reason::SpeechRefused;
             finding.event = true;
-            finding.sentence = subject + ": its event carries no result, because " + service +
+            finding.sentence = subject + ": its event carries no proper result, because " + service +
                                " answered with the error " + std::to_string(*request.error) + " at " +
-                               At(request.handled) + ".";
+                               At(request.handled) + "; the event doesn't say so.";
             Give(finding, request.lines);
+        } else if (request.event.IsSet()) {
+            TellNextClient(finding, subject, request.heard, request.lines);
         }
         return;
     case Answer::TooLate: {
@@ -856,8 +888,9 @@ void Reasons::OnRequestDone(const Fact& fact) {
         break;
     case Answer::Lost:
         finding.reason = Reason::SpeechNeverAnswered;
-        words = service + " has not answered the request of " + At(request.requested) +
-                " in this run; whether it refused it the log can't tell";
+        words = service + " has not answered the request of " + At(request.requested) + " by " + At(fact.at) +
+                ", " + DurationText(fact.at.time - request.requested.time) +
+                " later; whether it refused it the log can't tell";
         if (request.again.IsSet()) {
             words += ". It was made again of the offline evaluator at " + At(request.again) +
                      ", without an answer either";
@@ -876,7 +909,16 @@ void Reasons::OnRequestDone(const Fact& fact) {
 
 // ---- receivers and runs ---------------------------------------------------------------------------------------------
 
+void Reasons::NoteChange(const Fact& fact) {
+    if (change_lines_.size() < 2 * kReceivers) {
+        changes_ += (changes_.empty() ? "" : ", ") + ChangeText(fact);
+        change_lines_.push_back(fact.at);
+    }
+}
+
 void Reasons::OnDeviceInited(const Fact& fact) {
+    const std::string changes = std::exchange(changes_, {});
+    const std::vector<Mark> change_lines = std::exchange(change_lines_, {});
     if (fact.number == 0) {
         return;
     }
@@ -886,9 +928,11 @@ void Reasons::OnDeviceInited(const Fact& fact) {
     finding.event = true;
     finding.sentence =
         "The event \"device-inited\" came again at " + At(fact.at) + ", without an \"init\": " +
-        (fact.number == 2 ? "the base station is still down, and its check says so every ten seconds."
-                          : "a receiver came or went.");
-    finding.lines = {fact.at};
+        (!changes.empty()   ? changes + "."
+         : fact.number == 2 ? "the base station is still down, and its check says so every ten seconds."
+                            : "a receiver came or went, and was back or gone again before it was looked at.");
+    finding.lines = change_lines;
+    finding.lines.push_back(fact.at);
     Give(finding, {});
 }
 

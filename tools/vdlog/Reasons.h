@@ -132,6 +132,7 @@ private:
     void OnQuestionOpened(const Fact& fact);
     void OnEventSent(const Fact& fact);
     void OnRunEnd(const Fact& fact);
+    void NoteChange(const Fact& fact);
     void OnDeviceInited(const Fact& fact);
     void OnLettersLost(const Fact& fact);
 
@@ -139,11 +140,17 @@ private:
     std::string WhyNoQuestion(const Fact& fact, Finding& finding);
     std::string WhyClosed(const Fact& fact, Finding& finding);
     /// The newest question for all at this receiver that passed the keypad by, if it is newer than its own one.
-    const Question* MissedQuestion(Receiver receiver, const std::string& device, const Question* own) const;
+    const Question* MissedQuestion(Receiver receiver, const Question* own) const;
     const Failed* FailedAsk(const std::string& device, const Mark& since) const;
+    bool TellNextClient(Finding& finding, const std::string& subject, const Mark& heard,
+                        const Evidence& lines);
+    bool ClientIsAway() const;
+    /// Why what was heard had no turn, where the run ended first.
+    std::string NoTurn() const;
     void Decide(const Place& place, Asked& asked, const Mark& until);
     void Give(Finding& finding, const Evidence& lines);
     std::string Subject(const Fact& fact, const std::string& did) const;
+    std::string EventText(const Sent& sent) const;
     std::string QuestionText(const Command* ask) const;
 
     const Text& text_;
@@ -153,12 +160,12 @@ private:
     std::map<Place, Asked> asked_;
     std::map<std::string, Failed> failed_;  // by device; "" where the text doesn't say
     std::map<std::string, Mark> ignored_drops_;
-    bool asked_somebody_ = false;
     std::deque<Sent> recent_;
     Mark client_lost_;
     Mark client_connected_;
     Mark last_init_;
-    int clients_ = 0;
+    std::string changes_;  // of receivers, since the last "device-inited"
+    std::vector<Mark> change_lines_;
 };
 
 }  // namespace vdipc::log

@@ -12,6 +12,11 @@ namespace {
 // What waits for its turn while the task thread waits for a client; far more than a class can press.
 constexpr std::size_t kMostMessages = 20000;
 
+/// A line of the log is cut, and the two lines of a message have prefixes of different lengths.
+std::size_t HashOfMessage(std::string_view text) {
+    return TextHash()(text.substr(0, kWholeText));
+}
+
 }  // namespace
 
 Story::Story(FactSink& sink) : sink_(sink) {}
@@ -99,7 +104,7 @@ void Story::EndRun() {
         found->second->answer = Answer::Lost;
         Fact fact;
         fact.kind = FactKind::RequestDone;
-        fact.at = found->second->requested;
+        fact.at = last_mark_;
         fact.receiver = found->second->receiver;
         fact.device = found->second->device;
         fact.request = found->second.get();
@@ -555,7 +560,7 @@ void Story::OnMessage(const LogLine& line, std::string_view text) {
     if (client_ == Client::None) {
         client_ = Client::Connected;  // the log begins later
     }
-    received_.push_back({line.at, TextHash()(text)});
+    received_.push_back({line.at, HashOfMessage(text)});
     if (received_.size() > kMostMessages) {
         received_.pop_front();
     }
@@ -571,7 +576,7 @@ void Story::BeginCommand(const LogLine& line, std::string_view text) {
     command_ = std::make_shared<Command>();
     command_->begun = line.at;
     command_->text = text;
-    const std::size_t hash = TextHash()(text);
+    const std::size_t hash = HashOfMessage(text);
     // In order of arrival; what was passed over had no turn.
     const auto found = std::find_if(received_.begin(), received_.end(),
                                     [hash](const Received& received) { return received.hash == hash; });

@@ -219,7 +219,7 @@ void Story::GiveUpOldRequests() {
             oldest->second->answer = Answer::Lost;
             Fact fact;
             fact.kind = FactKind::RequestDone;
-            fact.at = oldest->second->requested;
+            fact.at = last_mark_;
             fact.receiver = oldest->second->receiver;
             fact.device = oldest->second->device;
             fact.request = oldest->second.get();

@@ -200,6 +200,28 @@ TEST(Story, CommandThatIsNotDecoded_HasAComplaint) {
     EXPECT_TRUE(ended[1].command->received.IsSet());
 }
 
+TEST(Story, MessageThatTheLogCuts_IsOneMessageAndReadAsFarAsItGoes) {
+    const std::string json =
+        R"({"command":"ask","type":"evaluation","device":"0","custom":"q1","context":{"stems":["a","b"],)"
+        R"("param":{"text":")" +
+        std::string(20000, 'x');
+    // The two lines have prefixes of different lengths.
+    LogText log = Class();
+    log.Line("PipeServer::OnPipeDataReceived:61 msg received:" + json.substr(0, 16297), 0x2cc);
+    log.Line("IpcHandler::RouteMessage:78 task begin msg=" + json.substr(0, 16310));
+    log.Line("IpcHandler::CallAsk:139", LogText::kTaskThread, "Trace");
+    log.StationLogon("8");
+    const auto ended = Tell(log, FactKind::CommandEnd);
+    ASSERT_EQ(ended.size(), 2U);
+    EXPECT_TRUE(ended[1].command->accepted);
+    EXPECT_TRUE(ended[1].command->received.IsSet());
+    EXPECT_EQ(ended[1].command->name, "ask");
+    EXPECT_EQ(ended[1].command->device, "0");
+    EXPECT_EQ(ended[1].command->custom, "q1");
+    EXPECT_EQ(ended[1].command->type, QuestionKind::Evaluation);
+    EXPECT_EQ(ended[1].command->stems, 2);
+}
+
 TEST(Story, ReceiversUpAndDown_FollowTheListOfThoseReady) {
     LogText log = Class();
     log.Event("\t\"event\" : \"device-inited\",\n\t\"id\" : \"2\",\n\t\"info\" : \"no-power\",\n\t\"ready\" "
