@@ -1,14 +1,20 @@
 // The system calls under the platform's seam: what they are given, and what becomes of a refusal.
 #include "common/Guid.h"
+#include "common/Mutex.h"
 #include "common/Timer.h"
 #include "support/ImportHook_win32.h"
+#include "support/Signal.h"
 
 #include <windows.h>
 
 #include <objbase.h>
 
+#include <atomic>
 #include <cstring>
+#include <memory>
+#include <mutex>
 #include <string>
+#include <thread>
 #include <vector>
 
 #include <gtest/gtest.h>
@@ -17,6 +23,7 @@ extern "C" {
 extern void* __imp_CoCreateGuid;
 extern void* __imp_CreateTimerQueueTimer;
 extern void* __imp_DeleteTimerQueueTimer;
+extern void* __imp_WakeConditionVariable;
 }
 
 namespace vdipc {
@@ -74,6 +81,54 @@ TEST(Timer, SystemsTimer_IsAOneShotOf2000MillisecondsInTheDefaultQueue_AndItsDel
     EXPECT_EQ(g_timer_calls,
               (std::vector<std::string>{"create in the default queue due 2000 period 0 flags 0",
                                         "delete from the default queue the timer and wait"}));
+}
+
+using WakeFunction = VOID(WINAPI*)(PCONDITION_VARIABLE);
+
+WakeFunction g_wake = nullptr;
+std::atomic<int> g_wake_calls{0};
+
+VOID WINAPI NoteWake(PCONDITION_VARIABLE variable) {
+    ++g_wake_calls;
+    g_wake(variable);
+}
+
+TEST(Condition, NotifyOne_CallsTheSystemOnlyWhereSomebodyWaits) {
+    struct Shared {
+        Mutex mutex;
+        Condition condition;
+        bool waits = false;
+        bool told = false;
+        test::Signal woken;
+
+        void Notify() {
+            const std::lock_guard lock(mutex);
+            told = waits;
+            condition.NotifyOne();
+        }
+    };
+    g_wake_calls = 0;
+    const ImportHook hook(&__imp_WakeConditionVariable, &NoteWake, &g_wake);
+    // The thread's too, which goes on where this fails.
+    const auto shared = std::make_shared<Shared>();
+    shared->Notify();
+    EXPECT_EQ(g_wake_calls, 0);
+    std::thread([shared] {
+        const std::lock_guard lock(shared->mutex);
+        while (!shared->told) {
+            shared->waits = true;
+            shared->condition.Wait(shared->mutex);
+        }
+        shared->woken.Set();
+    }).detach();
+    while (!shared->told) {
+        std::this_thread::yield();
+        shared->Notify();
+    }
+    ASSERT_TRUE(shared->woken.Wait());
+    EXPECT_EQ(g_wake_calls, 1);
+    shared->Notify();
+    EXPECT_EQ(g_wake_calls, 1) << "the waiter has gone";
 }
 
 }  // namespace

@@ -230,6 +230,59 @@ TEST(PipeCalls, StopDuringAWriteAndARead_SignalsThemInThisOrder_AndLeavesBothEve
     EXPECT_THAT(notes.calls.Open(), testing::UnorderedElementsAreArray(in_progress));
 }
 
+/// A system that takes each write and is never done with it.
+struct TakenWrite {
+    const char* bytes;
+    std::string seen;
+    OVERLAPPED* record;
+};
+std::mutex g_taken_mutex;
+std::vector<TakenWrite> g_taken;
+
+BOOL WINAPI TakeWrite(HANDLE, LPCVOID buffer, DWORD count, LPDWORD, LPOVERLAPPED overlapped) {
+    const std::lock_guard lock(g_taken_mutex);
+    const auto* const bytes = static_cast<const char*>(buffer);
+    g_taken.push_back({bytes, std::string(bytes, count), overlapped});
+    overlapped->Internal = 0x103;
+    SetLastError(ERROR_IO_PENDING);
+    return FALSE;
+}
+
+std::size_t TakenWrites() {
+    const std::lock_guard lock(g_taken_mutex);
+    return g_taken.size();
+}
+
+TEST(PipeCalls, WriteThatStopGivesUp_KeepsItsBufferWhileTheSystemMayReadIt) {
+    g_taken.clear();
+    {
+        const ImportHook hook(&__imp_WriteFile, &TakeWrite, &g_write_file);
+        // Each of these servers is stopped inside a write; the frames behind are as long, and would fit its buffer.
+        for (std::size_t i = 0; i < 3; ++i) {
+            const auto pair = test::MakePipePair();
+            PipeIO io(pair->server, nullptr, nullptr);
+            io.Send(MakeFrame(std::string(1000, static_cast<char>('a' + i))));
+            const auto end = std::chrono::steady_clock::now() + test::Recorder::kPatience;
+            while (TakenWrites() <= i && std::chrono::steady_clock::now() < end) {
+                std::this_thread::yield();
+            }
+            io.Stop();
+        }
+    }
+    ASSERT_EQ(g_taken.size(), 3u);
+    for (std::size_t i = 0; i < g_taken.size(); ++i) {
+        const TakenWrite& taken = g_taken[i];
+        EXPECT_EQ(taken.seen, JsonFrame(std::string(1000, static_cast<char>('a' + i))));
+        EXPECT_EQ(taken.record->Internal, 0x103u) << i;
+        EXPECT_EQ(std::string(taken.bytes, taken.seen.size()), taken.seen) << i;
+        for (std::size_t other = 0; other < i; ++other) {
+            EXPECT_NE(taken.bytes, g_taken[other].bytes);
+            EXPECT_NE(taken.record, g_taken[other].record);
+        }
+        taken.record->Internal = 0;  // the system is done, and the next release frees it
+    }
+}
+
 TEST_F(PipeServerTest, Creation_PassesTheTableOfArguments) {
     CallNotes notes;
     PipeServerAccess::CreateServerPipe(server_);

@@ -8,9 +8,13 @@
 
 #include <cstdlib>
 #include <future>
+#include <memory>
 #include <optional>
+#include <set>
 #include <string>
 #include <thread>
+#include <utility>
+#include <vector>
 
 #include <gtest/gtest.h>
 
@@ -162,6 +166,59 @@ TEST_F(PipeServerTest, ConnectThatFailsAtOnce_LeavesNoOperationBehind) {
     EXPECT_FALSE(server_.Connect());  // on no instance
     CloseHandle(other);
     EXPECT_LE(PendingOperations(), before);
+}
+
+TEST(PipeOperations, OperationThatIsGivenUp_KeepsItsRecordAndBufferUntilTheSystemIsDone) {
+    constexpr ULONG_PTR kPending = 0x103;  // what the system writes while it works
+    const std::size_t before = PendingOperations();
+    std::unique_ptr<OverlappedOperation> given_up = TakeOperation();
+    given_up->overlapped.Internal = kPending;
+    given_up->buffer.assign(1000, 'x');
+    OverlappedOperation* const record = given_up.get();
+    const char* const bytes = record->buffer.data();
+    ReleaseOperation(std::move(given_up));
+    EXPECT_GE(PendingOperations(), 1u);
+    // Others come and go, more than are kept at a time.
+    std::vector<std::unique_ptr<OverlappedOperation>> others(5);
+    for (auto& other : others) {
+        other = TakeOperation();
+        EXPECT_NE(other.get(), record);
+        other->buffer.assign(1000, 'y');
+        EXPECT_NE(other->buffer.data(), bytes);
+    }
+    for (auto& other : others) {
+        ReleaseOperation(std::move(other));
+    }
+    EXPECT_EQ(record->overlapped.Internal, kPending);
+    EXPECT_EQ(record->buffer.data(), bytes);
+    EXPECT_EQ(std::string(bytes, 1000), std::string(1000, 'x'));
+    record->overlapped.Internal = 0;
+    ReleaseOperation(nullptr);
+    EXPECT_LE(PendingOperations(), before);
+}
+
+TEST(PipeOperations, OperationThatIsDone_IsTakenAgainAsIfItWereNew) {
+    std::unique_ptr<OverlappedOperation> first = TakeOperation();
+    std::unique_ptr<OverlappedOperation> second = TakeOperation();
+    const std::set<OverlappedOperation*> known = {first.get(), second.get()};
+    for (OverlappedOperation* const operation : known) {
+        operation->overlapped.Internal = 0;
+        operation->overlapped.InternalHigh = 7;
+        operation->overlapped.hEvent = reinterpret_cast<HANDLE>(ULONG_PTR{4});
+        operation->buffer.assign(10, 'x');
+    }
+    ReleaseOperation(std::move(first));
+    ReleaseOperation(std::move(second));
+    first = TakeOperation();
+    second = TakeOperation();
+    EXPECT_EQ((std::set<OverlappedOperation*>{first.get(), second.get()}), known);
+    for (const OverlappedOperation* const operation : known) {
+        EXPECT_EQ(operation->overlapped.InternalHigh, 0u);
+        EXPECT_EQ(operation->overlapped.hEvent, nullptr);
+        EXPECT_TRUE(operation->buffer.empty());
+    }
+    ReleaseOperation(std::move(first));
+    ReleaseOperation(std::move(second));
 }
 
 TEST(PipeOperations, ReadThatStopGivesUp_IsKeptUntilItsPipeIsClosed) {
