@@ -13,6 +13,15 @@ HUNG = ('unknown file: Failure\nC++ exception with description "vdhost.exe hangs
 OTHER = "/work/host_test.cpp:12: Failure\nExpected equality of these values:\n  1\n  2\n\n"
 END = "[==========] 1 test from 1 test suite ran. (1 ms total)\n[  FAILED  ] 1 test, listed below:\n\n 1 FAILED TEST\n"
 
+HUNG_LESSON = "vdhost.exe hangs at its very end, behind its last word\n"
+
+
+def soak(why):
+    """What the soak prints where a lesson fails."""
+    return (f"SIMULATED soak, first seed 1\nSOAK FAILED: seed 1, step 80\nlast steps:\n  80 stop\n{why}"
+            "files: Z:\\soak\\1\nto see it again: ./dev soak --lessons 1 --steps 80 --seed 1\n"
+            "0 lessons, 0 steps, 0 events and 0 speech requests compared in 61 s, ONE DEVIATION\n  events:\n")
+
 
 def listing(folder, name, tests):
     with open(os.path.join(folder, name), "w", encoding="utf-8") as file:
@@ -62,8 +71,13 @@ class SecondTry(unittest.TestCase):
             "soak.short": "seed 1 deviates\n"}), [])
 
     def test_lesson_of_the_soak_is_tried_again_for_the_same_reason(self):
-        self.assertEqual(self.tried_again({"soak.short": "vdhost.exe hangs at its very end, behind its last word\n"}),
-                         ["soak.short"])
+        self.assertEqual(self.tried_again({"soak.short": soak(HUNG_LESSON)}), ["soak.short"])
+
+    def test_lesson_of_the_soak_that_deviates_or_does_not_come_to_its_sums_is_not(self):
+        for output in (soak("step 80: expected one thing\nseen another\n"), soak("stop: " + HUNG_LESSON),
+                       soak(HUNG_LESSON + "and more\n"), soak(HUNG_LESSON).replace("ONE DEVIATION", "no deviation"),
+                       soak(HUNG_LESSON).split("files: ")[0], HUNG_LESSON):
+            self.assertEqual(self.tried_again({"soak.short": output}), [], output)
 
     def test_more_than_five_are_no_accident(self):
         self.assertEqual(len(self.tried_again({f"system.A.N{i}": HUNG + END for i in range(5)})), 5)
