@@ -61,7 +61,8 @@ void CheckReasons(const std::string& text) {
 }
 
 void CheckCommand(const std::string& text, std::vector<std::string> arguments) {
-    const bool json = std::find(arguments.begin(), arguments.end(), "--json") != arguments.end();
+    const bool json =
+        arguments[0] == "trace" || std::find(arguments.begin(), arguments.end(), "--json") != arguments.end();
     std::istringstream in(text);
     std::streambuf* const former = std::cin.rdbuf(in.rdbuf());
     std::cin.clear();
@@ -90,8 +91,8 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
     CheckReasons(text);
     // One of them for each input: setting up a command line costs more than reading most inputs.
     const std::vector<std::vector<std::string>> commands = {
-        {"pipe"},    {"why", "--json"},        {"why", "--redact"}, {"summary", "--json"},
-        {"summary"}, {"keypad", "7", "--json"}};
+        {"pipe"},    {"why", "--json"},         {"why", "--redact"},     {"summary", "--json"},
+        {"summary"}, {"keypad", "7", "--json"}, {"timeline", "-o", "-"}, {"trace", "-o", "-"}};
     CheckCommand(text, commands[size % commands.size()]);
     return 0;
 }

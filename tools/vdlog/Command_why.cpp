@@ -191,14 +191,8 @@ private:
 };
 
 void AddWhyOptions(CLI::App& app, Options& options) {
-    app.add_option("--keypad", options.keypad, "this keypad alone");
-    app.add_option_function<std::string>(
-        "--custom",
-        [&options](const std::string& custom) {
-            options.custom = custom;
-            options.has_custom = true;
-        },
-        "questions with this \"custom\" alone");
+    AddKeypadOption(app, options);
+    AddCustomOption(app, options);
     AddTimeOptions(app, options);
     app.add_flag("--json", options.json, "as one JSON object, every finding in it");
 }

@@ -14,8 +14,9 @@
 namespace vdipc::log {
 
 std::span<const CommandEntry* const> AllCommands() {
-    static constexpr const CommandEntry* kAll[] = {&kSummaryCommand, &kWhyCommand,  &kWatchCommand,
-                                                   &kKeypadCommand,  &kPipeCommand, &kCompareCommand};
+    static constexpr const CommandEntry* kAll[] = {&kSummaryCommand,  &kWhyCommand,  &kWatchCommand,
+                                                   &kKeypadCommand,   &kPipeCommand, &kCompareCommand,
+                                                   &kTimelineCommand, &kTraceCommand};
     return kAll;
 }
 

@@ -25,6 +25,8 @@ struct CommandEntry {
 };
 
 extern const CommandEntry kPipeCommand;
+extern const CommandEntry kTimelineCommand;
+extern const CommandEntry kTraceCommand;
 extern const CommandEntry kSummaryCommand;
 extern const CommandEntry kWhyCommand;
 extern const CommandEntry kWatchCommand;

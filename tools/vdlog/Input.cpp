@@ -8,6 +8,7 @@
 #include <fstream>
 #include <iostream>
 #include <limits>
+#include <random>
 #include <stdexcept>
 #include <system_error>
 #include <utility>
@@ -109,8 +110,8 @@ std::vector<std::string> InOrder(const std::vector<std::string>& files) {
     return ordered;
 }
 
-void ReadLogs(const std::vector<std::string>& files, Story& story) {
-    Gate gate(story);
+bool ReadLines(const std::vector<std::string>& files, LineSink& sink) {
+    Gate gate(sink);
     LineReader reader(gate);
     std::vector<char> block(kBlock);
     for (const std::string& name : files) {
@@ -135,10 +136,76 @@ void ReadLogs(const std::vector<std::string>& files, Story& story) {
         }
         reader.EndFile();
     }
+    return gate.any;
+}
+
+void ReadLogs(const std::vector<std::string>& files, Story& story) {
+    const bool any = ReadLines(files, story);
     story.End();
-    if (!gate.any) {
+    if (!any) {
         throw std::runtime_error("no line here is of VDIPC's log");
     }
 }
+
+// ---- files that are read twice --------------------------------------------------------------------------------------
+
+struct RereadableFiles::Copy {
+    Copy() {
+        std::random_device random;
+        path = std::filesystem::temp_directory_path() /
+               ("vdlog_" + std::to_string(random()) + "_" + std::to_string(random()) + ".tmp");
+        file.open(path, std::ios::binary);
+        // A log holds what pupils answered: it is nobody else's to read.
+        std::error_code ignored;
+        std::filesystem::permissions(
+            path, std::filesystem::perms::owner_read | std::filesystem::perms::owner_write, ignored);
+    }
+    Copy(const Copy&) = delete;
+    Copy& operator=(const Copy&) = delete;
+    ~Copy() {
+        file.close();
+        std::error_code ignored;
+        std::filesystem::remove(path, ignored);
+    }
+    std::string Name() const {
+        const std::u8string name = path.u8string();
+        return std::string(name.begin(), name.end());
+    }
+
+    std::filesystem::path path;
+    std::ofstream file;
+};
+
+RereadableFiles::RereadableFiles(const std::vector<std::string>& files) {
+    std::vector<char> block(kBlock);
+    for (const std::string& name : files) {
+        std::error_code error;
+        const std::filesystem::file_status status =
+            name != "-" ? std::filesystem::status(PathOf(name), error) : std::filesystem::file_status();
+        if (name != "-" && (std::filesystem::is_regular_file(status) || !std::filesystem::exists(status) ||
+                            std::filesystem::is_directory(status))) {
+            names_.push_back(name);  // reading it tells what is wrong, if anything is
+            continue;
+        }
+        std::ifstream file;
+        if (name != "-") {
+            file = OpenLog(name);
+        }
+        Copy& copy = *copies_.emplace_back(std::make_unique<Copy>());
+        std::istream& in = name == "-" ? std::cin : file;
+        while (in && copy.file) {
+            in.read(block.data(), static_cast<std::streamsize>(block.size()));
+            copy.file.write(block.data(), in.gcount());
+        }
+        copy.file.close();
+        if (in.bad() || !copy.file) {
+            throw std::runtime_error("can't copy " + (name == "-" ? "standard input" : name) + " into " +
+                                     copy.Name() + ", which is needed to read it twice");
+        }
+        names_.push_back(copy.Name());
+    }
+}
+
+RereadableFiles::~RereadableFiles() = default;
 
 }  // namespace vdipc::log

@@ -1,10 +1,12 @@
 // The log's files, in the order of their times.
 #pragma once
 
+#include "tools/vdlog/LineReader.h"
 #include "tools/vdlog/Options.h"
 #include "tools/vdlog/Story.h"
 
 #include <fstream>
+#include <memory>
 #include <string>
 #include <vector>
 
@@ -17,8 +19,28 @@ std::ifstream OpenLog(const std::string& name);
 /// last. Raises std::runtime_error for a file that can't be opened.
 std::vector<std::string> InOrder(const std::vector<std::string>& files);
 
+/// Reads all files through, line by line. False where none is of the log's form.
+bool ReadLines(const std::vector<std::string>& files, LineSink& sink);
+
 /// Reads all files through to the end of the log. On a terminal, progress goes to standard error for large ones.
 /// Raises std::runtime_error for a file that can't be read, and for files without any line of a log.
 void ReadLogs(const std::vector<std::string>& files, Story& story);
+
+/// Files that can be read more than once: what isn't a plain file, as standard input, is copied into a temporary one, which
+/// goes with this object. Raises std::runtime_error where that can't be.
+class RereadableFiles {
+public:
+    explicit RereadableFiles(const std::vector<std::string>& files);
+    RereadableFiles(const RereadableFiles&) = delete;
+    RereadableFiles& operator=(const RereadableFiles&) = delete;
+    ~RereadableFiles();
+
+    const std::vector<std::string>& Names() const { return names_; }
+
+private:
+    struct Copy;
+    std::vector<std::string> names_;
+    std::vector<std::unique_ptr<Copy>> copies_;
+};
 
 }  // namespace vdipc::log

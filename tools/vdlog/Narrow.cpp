@@ -11,6 +11,20 @@ constexpr std::int64_t kDayMilliseconds = 24LL * 60 * 60 * 1000;
 
 }  // namespace
 
+void AddKeypadOption(CLI::App& app, Options& options) {
+    app.add_option("--keypad", options.keypad, "this keypad alone");
+}
+
+void AddCustomOption(CLI::App& app, Options& options) {
+    app.add_option_function<std::string>(
+        "--custom",
+        [&options](const std::string& custom) {
+            options.custom = custom;
+            options.has_custom = true;
+        },
+        "questions with this \"custom\" alone");
+}
+
 void AddTimeOptions(CLI::App& app, Options& options) {
     app.add_option("--from", options.from, "from this time on: 10:15, 10:15:30.250, or \"2026-11-22 10:15\"");
     app.add_option("--to", options.to, "up to this time");
@@ -34,6 +48,27 @@ bool Narrow::HoldsTime(std::int64_t time) const {
         return bound.time_of_day ? (time % kDayMilliseconds + kDayMilliseconds) % kDayMilliseconds : time;
     };
     return shown(from_) >= from_.time && shown(to_) <= to_.time;
+}
+
+bool Narrow::HoldsSpan(std::int64_t begin, std::int64_t end) const {
+    if (!has_time_ || HoldsTime(begin) || HoldsTime(end)) {
+        return true;
+    }
+    // What is longer than a day holds every time of day.
+    if (end - begin >= kDayMilliseconds) {
+        return (from_.time_of_day || from_.time <= end) && (to_.time_of_day || to_.time >= begin);
+    }
+    const auto day_of = [](std::int64_t time) {
+        return time - (time % kDayMilliseconds + kDayMilliseconds) % kDayMilliseconds;
+    };
+    for (std::int64_t day = day_of(begin); day <= end; day += kDayMilliseconds) {
+        const std::int64_t from = from_.time_of_day ? day + from_.time : from_.time;
+        const std::int64_t to = to_.time_of_day ? day + to_.time : to_.time;
+        if (from <= to && from <= end && to >= begin) {
+            return true;
+        }
+    }
+    return false;
 }
 
 }  // namespace vdipc::log

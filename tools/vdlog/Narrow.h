@@ -15,6 +15,8 @@ class App;
 
 namespace vdipc::log {
 
+void AddKeypadOption(CLI::App& app, Options& options);
+void AddCustomOption(CLI::App& app, Options& options);
 void AddTimeOptions(CLI::App& app, Options& options);
 
 class Narrow {
@@ -23,6 +25,8 @@ public:
     explicit Narrow(const Options& options);
 
     bool HoldsTime(std::int64_t time) const;
+    /// Whether some of this span is in it.
+    bool HoldsSpan(std::int64_t begin, std::int64_t end) const;
     bool HoldsKeypad(std::string_view device) const { return keypad_.empty() || device == keypad_; }
     bool HoldsCustom(std::string_view custom) const { return !has_custom_ || custom == custom_; }
     bool IsWide() const { return keypad_.empty() && !has_custom_ && !has_time_; }

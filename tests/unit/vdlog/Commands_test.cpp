@@ -145,7 +145,9 @@ TEST(Redaction, NothingOfTheTexts_IsLeftInAnyOutput) {
                                                             {"summary", "--json"},
                                                             {"keypad", "1"},
                                                             {"keypad", "2"},
-                                                            {"keypad", "2", "--json"}};
+                                                            {"keypad", "2", "--json"},
+                                                            {"timeline", "-o", "-"},
+                                                            {"trace", "-o", "-"}};
     for (std::vector<std::string> command : commands) {
         const std::string name = command[0];
         const Printed open = Vdlog(command, log.Text());
@@ -156,6 +158,7 @@ TEST(Redaction, NothingOfTheTexts_IsLeftInAnyOutput) {
         EXPECT_EQ(redacted.out.find("SECRET"), std::string::npos)
             << name << ": " << redacted.out.substr(redacted.out.find("SECRET") - 100, 200);
         EXPECT_EQ(redacted.error.find("SECRET"), std::string::npos);
+        EXPECT_EQ(redacted.out.find("vdlog_test_"), std::string::npos) << name << " names the file";
     }
     // Questions are still told apart.
     EXPECT_NE(Vdlog({"keypad", "2", "--redact"}, log.Text()).out.find("audio-single \"q1\" for all"),

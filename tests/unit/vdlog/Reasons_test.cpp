@@ -63,11 +63,6 @@ LogText Station() {
     return log.Start().Client().Init(1, "\"RV2\"");
 }
 
-std::string AskJson(const std::string& type, const std::string& custom, const std::string& device = "0") {
-    return R"({"command":"ask","device":")" + device + R"(","type":")" + type + R"(","custom":")" + custom +
-           "\"}";
-}
-
 TEST(Reasons, QuestionBeforeLogon_SaysByHowLong) {
     LogText log = Station();
     log.Ask(AskJson("single-choice", "q1"), "0").Pass(30).StationLogon("2").Pass(1000);

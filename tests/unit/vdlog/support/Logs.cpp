@@ -136,6 +136,11 @@ LogText& LogText::KeyEvent(const std::string& device, const std::string& key, co
                  "\",\n\t\"event\" : \"key-pressed\",\n\t\"key\" : \"" + key + "\"");
 }
 
+std::string AskJson(const std::string& type, const std::string& custom, const std::string& device) {
+    return R"({"command":"ask","device":")" + device + R"(","type":")" + type + R"(","custom":")" + custom +
+           "\"}";
+}
+
 std::vector<SeenLine> LinesOf(const std::string& text, std::size_t piece) {
     Collector collector;
     LineReader reader(collector);

@@ -45,6 +45,9 @@ private:
     std::int64_t milliseconds_ = 0;
 };
 
+/// An "ask" as it comes over the pipe.
+std::string AskJson(const std::string& type, const std::string& custom, const std::string& device = "0");
+
 /// The lines of a text, copied, fed in pieces of this size.
 struct SeenLine {
     std::uint64_t number;
