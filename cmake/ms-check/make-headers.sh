@@ -36,7 +36,7 @@ for name in $poisoned; do echo "#undef $name"; done >"$out/ms_unpoison.h"
 up() { case $1 in */*) echo ../ ;; esac }
 
 # Headers of other libraries: Microsoft's macros, without the poison.
-for header in json/json.h json/value.h json/reader.h json/writer.h fmt/compile.h fmt/core.h fmt/format.h fmt/chrono.h fmt/ranges.h \
+for header in json/json.h json/value.h json/reader.h json/writer.h fmt/core.h fmt/format.h fmt/chrono.h fmt/ranges.h \
   fmt/xchar.h fmt/printf.h; do
   mkdir -p "$out/$(dirname "$header")"
   cat >"$out/$header" <<H

@@ -1,6 +1,7 @@
 #include "common/Log.h"
 
 #include "common/Clock.h"
+#include "common/TimeText.h"
 
 #include <algorithm>
 #include <atomic>
@@ -22,38 +23,14 @@ char* Put(char* to, std::string_view text) {
     return std::copy(text.begin(), text.end(), to);
 }
 
-/// At least `width` digits. By hand, since a line's head is the dearest part of a line, and every step of a lesson has many.
-template <std::uint32_t kBase>
-char* PutNumber(char* to, std::uint32_t number, std::ptrdiff_t width) {
-    char digits[10];
-    char* first = std::end(digits);
-    while (number != 0 || std::end(digits) - first < width) {
-        *--first = "0123456789abcdef"[number % kBase];
-        number /= kBase;
-    }
-    return std::copy(first, std::end(digits), to);
-}
-
-char* PutField(char* to, int field, std::ptrdiff_t width, char behind) {
-    to = PutNumber<10>(to, static_cast<std::uint32_t>(field), width);
-    *to = behind;
-    return to + 1;
-}
-
 }  // namespace
 
 LogPrefix MakeLogPrefix(LogLevel level) {
-    const LocalTime now = GetLocalTimeNow();
     LogPrefix prefix;
+    static_assert(sizeof prefix.text >= kLongestTimeText + sizeof "[][Critical][ffffffff] ");
     char* end = Put(prefix.text.data(), "[");
-    end = PutField(end, now.year, 4, '-');
-    end = PutField(end, now.month, 2, '-');
-    end = PutField(end, now.day, 2, ' ');
-    end = PutField(end, now.hour, 2, ':');
-    end = PutField(end, now.minute, 2, ':');
-    end = PutField(end, now.second, 2, '.');
-    end = PutField(end, now.milliseconds, 3, ']');
-    end = Put(Put(Put(end, "["), LevelName(level)), "][");
+    end = PutTime(end, GetLocalTimeNow(), '-');
+    end = Put(Put(Put(end, "]["), LevelName(level)), "][");
     end = Put(PutNumber<16>(end, GetThreadNumber(), 5), "] ");
     prefix.size = static_cast<std::size_t>(end - prefix.text.data());
     return prefix;

@@ -2,13 +2,13 @@
 #include "common/Clock.h"
 #include "common/JsonText.h"
 #include "common/Log.h"
+#include "common/TimeText.h"
 #include "common/Version.h"
 #include "ipc/IpcHandler.h"
 
 #include <fstream>
 #include <sstream>
 
-#include <fmt/compile.h>
 #include <json/json.h>
 
 namespace vdipc {
@@ -31,9 +31,8 @@ void IpcHandler::SendTrackwire(CTrackwire& record) {
 
 std::string IpcHandler::GetCurrentTimeString() {
     VD_LOG_ENTRY();
-    const LocalTime now = GetLocalTimeNow();
-    return fmt::format(FMT_COMPILE("{:04d}.{:02d}.{:02d} {:02d}:{:02d}:{:02d}.{:03d}"), now.year, now.month,
-                       now.day, now.hour, now.minute, now.second, now.milliseconds);
+    char text[kLongestTimeText];
+    return {text, PutTime(text, GetLocalTimeNow(), '.')};
 }
 
 void IpcHandler::SetVersionForTrackwire() {
