@@ -315,8 +315,9 @@ TEST_F(StopFaults, CallbacksOfAllLibrariesDuringAndAfterTheStop_FindNobodyAndHar
                 });
             }
         },
-        // Requests whose answers were not for them stay open, as told above.
-        {kReadEvent, 0, 256},
+        // Requests whose answers were not for them stay open, as told above. Events go out until the stop, so that it meets
+        // a write now and then.
+        {kReadEvent + kWriteEvent, 0, 256},
         [&] {
             // The library is down, and the storm goes on.
             const std::size_t before = refused + callbacks;

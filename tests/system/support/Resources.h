@@ -31,8 +31,8 @@ public:
     void Rebase(std::uint32_t process_id);
     void Count(std::size_t times = 1) { times_ += times; }
     std::size_t Times() const { return times_; }
-    /// Whether no more is held by now than before and `allowed`.
-    bool IsWithin(const Resources& allowed) const;
+    /// Whether what is held `now` is no more than before and `allowed`.
+    bool IsWithin(const Resources& now, const Resources& allowed) const;
     Resources Before() const { return before_; }
     Resources Now() const { return ResourcesOf(process_id_); }
 
