@@ -237,6 +237,9 @@ TEST_F(HostSystem, HostThatSkipsUninitialize_EndsWithTheStandardTermination) {
         TestClient client;
         Init(client);
     }
+    // Behind a client's loss the writer's thread ends, ahead of the next offer of the pipe. A thread that the process's end
+    // meets on its own way out takes a lock of MinGW's run-time library along, and the library's end waits for that.
+    ASSERT_TRUE(WaitFor([] { return IsListening(); }));
     TheHost().TheProcess().CloseInput();
     EXPECT_EQ(WaitForHostEnd(), 3U) << "the run-time library's number for an abort";
     EXPECT_EQ(CountInLog("task loop end"), 0U);
