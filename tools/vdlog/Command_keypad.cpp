@@ -168,7 +168,9 @@ void AddKeypadOptions(CLI::App& app, Options& options) {
     app.add_flag("--json", options.json, "as one JSON object");
 }
 
-int RunKeypad(const Options& options, std::ostream& out) {
+int RunKeypad(const Options& asked, std::ostream& out) {
+    Options options = asked;
+    options.keypad = KeypadNumber(asked.keypad);
     const Text text(options.encoding, options.redact);
     KeypadLife life(options, out, text);
     Story story(life);

@@ -399,8 +399,9 @@ private:
                                       : " on");
         });
         Row("Clients", clients);
-        std::string receivers =
-            run_.changes.empty() ? "none was ready" : std::to_string(run_.change_count) + " changes";
+        std::string receivers = run_.changes.empty() ? "none was ready"
+                                                     : std::to_string(run_.change_count) +
+                                                           (run_.change_count == 1 ? " change" : " changes");
         PrintTimes(run_.changes.size(), receivers, [this](std::size_t i) {
             const Change& change = run_.changes[i];
             return std::string(NameOf(change.receiver)) + (change.up ? " up " : " down ") +

@@ -54,6 +54,11 @@ public:
         }
     }
 
+    void Meet(const Fact& fact) {
+        keypad_met_ = keypad_met_ || (!fact.device.empty() && narrow_.HoldsKeypad(fact.device));
+        custom_met_ = custom_met_ || (fact.command != nullptr && narrow_.HoldsCustom(fact.command->custom));
+    }
+
     void Finish(const Reasons::Counts& totals) {
         if (options_.json) {
             FinishJson(totals);
@@ -124,12 +129,22 @@ private:
         }
         PrintFiles();
         if (order.empty()) {
-            out_ << (narrow_.IsWide() ? "Every press and every recording in this log became an event.\n"
-                                      : Nothing().c_str());
+            out_ << Nothing(totals);
         }
     }
 
-    std::string Nothing() const {
+    std::string Nothing(const Reasons::Counts& totals) const {
+        if (!keypad_met_) {
+            return "Keypad " + text_.Device(options_.keypad) + " isn't named in this log.\n";
+        }
+        if (!custom_met_) {
+            return "No question in this log has the \"custom\" \"" + text_.Name(options_.custom) + "\".\n";
+        }
+        if (narrow_.IsWide()) {
+            return totals.presses + totals.recordings == 0
+                       ? "No press and no recording is in this log.\n"
+                       : "Every press and every recording in this log became an event.\n";
+        }
         return "The log holds nothing that would explain a silence here: no press and no recording that led "
                "to no event, "
                "and no question without a press. Was the keypad asked at all? \"vdlog keypad\" has what is "
@@ -183,11 +198,27 @@ private:
     Narrow narrow_;
     bool several_;
     bool first_ = true;
+    bool keypad_met_ = false;
+    bool custom_met_ = false;
     std::uint64_t silent_ = 0;
     std::uint64_t events_ = 0;
     std::array<std::uint64_t, kReasons> counts_{};
     std::array<std::vector<Finding>, kReasons> examples_;
     std::vector<Finding> sorted_;
+};
+
+/// Passes facts on, and lets the printer know of those that are about what the user asks for.
+class Named final : public FactSink {
+public:
+    Named(FactSink& sink, WhyPrinter& printer) : sink_(sink), printer_(printer) {}
+    void OnFact(const Fact& fact) override {
+        printer_.Meet(fact);
+        sink_.OnFact(fact);
+    }
+
+private:
+    FactSink& sink_;
+    WhyPrinter& printer_;
 };
 
 void AddWhyOptions(CLI::App& app, Options& options) {
@@ -201,7 +232,8 @@ int RunWhy(const Options& options, std::ostream& out) {
     const Text text(options.encoding, options.redact);
     WhyPrinter printer(options, out, text);
     Reasons reasons(text, [&printer](const Finding& finding) { printer.Take(finding); });
-    Story story(reasons);
+    Named named(reasons, printer);
+    Story story(named);
     reasons.Follow(story);
     ReadLogs(options.files, story);
     printer.Finish(reasons.Totals());

@@ -5,6 +5,7 @@
 
 #include <CLI/CLI.hpp>
 
+#include <algorithm>
 #include <exception>
 #include <map>
 #include <ostream>
@@ -47,6 +48,15 @@ int RunProgram(const std::vector<std::string>& arguments, std::ostream& out, std
         command->add_flag(
             "--redact", own.redact,
             "replaces texts of questions, stems, recognised words and file paths by their lengths");
+    }
+    if (!arguments.empty() && !arguments[0].starts_with('-')) {
+        const auto known = AllCommands();
+        if (std::none_of(known.begin(), known.end(),
+                         [&](const CommandEntry* entry) { return arguments[0] == entry->name; })) {
+            error << "vdlog: there is no command \"" << arguments[0] << "\"; vdlog --help has them"
+                  << std::endl;
+            return kFailed;
+        }
     }
     try {
         app.parse(std::vector<std::string>(arguments.rbegin(), arguments.rend()));

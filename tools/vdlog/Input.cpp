@@ -3,6 +3,7 @@
 #include "tools/vdlog/Platform.h"
 
 #include <algorithm>
+#include <cerrno>
 #include <cstdint>
 #include <cstdio>
 #include <fstream>
@@ -10,6 +11,7 @@
 #include <limits>
 #include <random>
 #include <stdexcept>
+#include <string_view>
 #include <system_error>
 #include <utility>
 
@@ -28,6 +30,16 @@ public:
     }
     std::int64_t time = std::numeric_limits<std::int64_t>::max();
 };
+
+/// What else the bytes are.
+std::string Hint(std::string_view first) {
+    if (first.empty()) {
+        return " (it is empty)";
+    }
+    return first.starts_with("\xFF\xFE") || first.starts_with("\xFE\xFF")
+               ? " (it is UTF-16, as the redirection of some shells makes it: take the file itself)"
+               : "";
+}
 
 class Progress {
 public:
@@ -82,7 +94,7 @@ std::ifstream OpenLog(const std::string& name) {
     }
     std::ifstream file(PathOf(name), std::ios::binary);
     if (!file.is_open()) {
-        throw std::runtime_error("can't open " + name);
+        throw std::runtime_error("can't open " + name + ": " + std::generic_category().message(errno));
     }
     return file;
 }
@@ -110,10 +122,11 @@ std::vector<std::string> InOrder(const std::vector<std::string>& files) {
     return ordered;
 }
 
-bool ReadLines(const std::vector<std::string>& files, LineSink& sink) {
+void ReadLines(const std::vector<std::string>& files, LineSink& sink) {
     Gate gate(sink);
     LineReader reader(gate);
     std::vector<char> block(kBlock);
+    std::string first;
     for (const std::string& name : files) {
         std::ifstream file;
         std::uintmax_t size = 0;
@@ -128,6 +141,9 @@ bool ReadLines(const std::vector<std::string>& files, LineSink& sink) {
         while (stream) {
             stream.read(block.data(), static_cast<std::streamsize>(block.size()));
             const auto count = static_cast<std::size_t>(stream.gcount());
+            if (first.size() < 2) {
+                first.append(block.data(), std::min<std::size_t>(count, 2));
+            }
             reader.Feed(block.data(), count);
             progress.Add(count);
         }
@@ -136,15 +152,15 @@ bool ReadLines(const std::vector<std::string>& files, LineSink& sink) {
         }
         reader.EndFile();
     }
-    return gate.any;
+    if (!gate.any) {
+        throw std::runtime_error(
+            "no line here is of VDIPC's log, vote_deck.DATE.log beside the host's executable" + Hint(first));
+    }
 }
 
 void ReadLogs(const std::vector<std::string>& files, Story& story) {
-    const bool any = ReadLines(files, story);
+    ReadLines(files, story);
     story.End();
-    if (!any) {
-        throw std::runtime_error("no line here is of VDIPC's log");
-    }
 }
 
 // ---- files that are read twice --------------------------------------------------------------------------------------

@@ -19,11 +19,11 @@ std::ifstream OpenLog(const std::string& name);
 /// last. Raises std::runtime_error for a file that can't be opened.
 std::vector<std::string> InOrder(const std::vector<std::string>& files);
 
-/// Reads all files through, line by line. False where none is of the log's form.
-bool ReadLines(const std::vector<std::string>& files, LineSink& sink);
+/// Reads all files through, line by line. On a terminal, progress goes to standard error for large ones. Raises
+/// std::runtime_error for a file that can't be read, and for files without any line of a log.
+void ReadLines(const std::vector<std::string>& files, LineSink& sink);
 
-/// Reads all files through to the end of the log. On a terminal, progress goes to standard error for large ones.
-/// Raises std::runtime_error for a file that can't be read, and for files without any line of a log.
+/// The same, to the end of the story.
 void ReadLogs(const std::vector<std::string>& files, Story& story);
 
 /// Files that can be read more than once: what isn't a plain file, as standard input, is copied into a temporary one, which

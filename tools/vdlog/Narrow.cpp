@@ -30,8 +30,14 @@ void AddTimeOptions(CLI::App& app, Options& options) {
     app.add_option("--to", options.to, "up to this time");
 }
 
+std::string KeypadNumber(const std::string& text) {
+    const std::size_t begin = text.find_first_not_of('0');
+    const bool number = text.find_first_not_of("0123456789") == std::string::npos;
+    return number && begin != std::string::npos ? text.substr(begin) : text;
+}
+
 Narrow::Narrow(const Options& options)
-    : keypad_(options.keypad), custom_(options.custom), has_custom_(options.has_custom),
+    : keypad_(KeypadNumber(options.keypad)), custom_(options.custom), has_custom_(options.has_custom),
       has_time_(!options.from.empty() || !options.to.empty()) {
     const auto read = [](const std::string& text, Bound& bound) {
         if (!text.empty() && !ReadTime(text, bound.time, bound.time_of_day)) {
@@ -41,6 +47,13 @@ Narrow::Narrow(const Options& options)
     };
     read(options.from, from_);
     read(options.to, to_);
+    if (!options.to.empty() && options.to.find(':') == std::string::npos) {
+        to_.time += kDayMilliseconds - 1;  // a day is meant with all its hours
+    }
+    if (!options.from.empty() && !options.to.empty() && from_.time_of_day == to_.time_of_day &&
+        from_.time > to_.time) {
+        throw std::invalid_argument("--from " + options.from + " is later than --to " + options.to);
+    }
 }
 
 bool Narrow::HoldsTime(std::int64_t time) const {

@@ -19,9 +19,12 @@ void AddKeypadOption(CLI::App& app, Options& options);
 void AddCustomOption(CLI::App& app, Options& options);
 void AddTimeOptions(CLI::App& app, Options& options);
 
+/// "07" as the log has it; what is no number stays.
+std::string KeypadNumber(const std::string& text);
+
 class Narrow {
 public:
-    /// Raises std::invalid_argument for a time that is none.
+    /// Raises std::invalid_argument for a time that is none, and for an end before the beginning.
     explicit Narrow(const Options& options);
 
     bool HoldsTime(std::int64_t time) const;

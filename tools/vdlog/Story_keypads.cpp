@@ -54,7 +54,7 @@ void Story::SetReceiver(Receiver receiver, bool up, const Mark& at, std::string_
     fact.kind = up ? FactKind::ReceiverUp : FactKind::ReceiverDown;
     fact.at = at;
     fact.receiver = receiver;
-    fact.text = reason;
+    fact.text = up ? std::string_view() : reason;
     fact.command = task_ == Task::Command ? command_.get() : nullptr;
     Emit(fact);
 }

@@ -465,44 +465,6 @@ TEST(Quote, Redacted_KeepsOnlyWhatTellsNothing) {
     EXPECT_EQ(quoted("Brand::New", "said this"), "<9 characters>");
 }
 
-/// A folder of this test's own.
-class Folder {
-public:
-    Folder() {
-        std::random_device random;
-        path_ = std::filesystem::temp_directory_path() / ("vdlog_chart_" + std::to_string(random()));
-        std::filesystem::create_directory(path_);
-    }
-    Folder(const Folder&) = delete;
-    Folder& operator=(const Folder&) = delete;
-    ~Folder() {
-        std::error_code ignored;
-        std::filesystem::remove_all(path_, ignored);
-    }
-    std::string Write(const std::string& name, const std::string& text) const {
-        std::ofstream(path_ / name, std::ios::binary) << text;
-        return Name(name);
-    }
-    std::string Read(const std::string& name) const {
-        std::ifstream file(path_ / name, std::ios::binary);
-        return {std::istreambuf_iterator<char>(file), std::istreambuf_iterator<char>()};
-    }
-    std::string Name(const std::string& name) const { return (path_ / name).string(); }
-    std::size_t Files() const {
-        return static_cast<std::size_t>(std::distance(std::filesystem::directory_iterator(path_), {}));
-    }
-
-private:
-    std::filesystem::path path_;
-};
-
-Printed RunVdlog(const std::vector<std::string>& arguments) {
-    std::ostringstream out;
-    std::ostringstream error;
-    const int code = RunProgram(arguments, out, error);
-    return {code, out.str(), error.str()};
-}
-
 TEST(TimelineCommand, SeveralLogs_KeepTheirLinesApart) {
     const Folder folder;
     LogText second;

@@ -45,7 +45,7 @@ TEST(SummaryCommand, Log_GivesOneScreen) {
     EXPECT_EQ(printed.code, 0) << printed.error;
     for (const std::string words :
          {"Run 1: version 2.0.54, 2026-11-22 10:00:00.000 to 10:00:00.0", "stopped cleanly",
-          "1: 10:00:00.003", "RV2 up 10:00:00.015", "RV2: 2 (1, 2) logged on",
+          "1: 10:00:00.003", "1 change: RV2 up 10:00:00.015\n", "RV2: 2 (1, 2) logged on",
           "single-choice \"q1\" for all: 2 asked, 1 answered, 1 pressed without effect",
           "2 heard: 1 became events, 0 were letters that wait for T, 1 had no effect",
           "3; 1 couldn't be decoded", "1 x Brand::New", "1 lines of another form"}) {

@@ -4,10 +4,8 @@
 #include "support/Logs.h"
 
 #include <gtest/gtest.h>
-#include <json/json.h>
 
 #include <algorithm>
-#include <memory>
 #include <string>
 #include <vector>
 
@@ -230,45 +228,6 @@ TEST(Reasons, HostThatEnded_NamesTheDeviceIdOrTheLength) {
     length.Line("PipeServer::OnPipeDataReceived:61 msg received:", 0x2cc);
     Only(length, Reason::HostEndedByNegativeLength);
     Only(Station(), Reason::HostEnded);
-}
-
-TEST(WhyCommand, Log_IsGroupedOrNarrowed) {
-    LogText log = Station();
-    log.StationLogon("2").StationLogon("3");
-    for (const char* const keypad : {"2", "2", "2", "2", "3"}) {
-        log.StationKey(keypad, 2).Found(keypad, false);
-    }
-    log.Line("IpcHandler::TaskLoop:124 task loop end");
-    const std::string wide = Vdlog({"why"}, log.Text()).out;
-    EXPECT_NE(wide.find("5 presses and 0 recordings were heard, 1 events went out."), std::string::npos)
-        << wide;
-    EXPECT_NE(wide.find("5 x the keypad was asked nothing"), std::string::npos) << wide;
-    EXPECT_NE(wide.find("... and 2 more"), std::string::npos) << wide;
-    const std::string narrow = Vdlog({"why", "--keypad", "3"}, log.Text()).out;
-    EXPECT_NE(narrow.find("Keypad 3 (RV2) pressed B at 10:00:00.0"), std::string::npos) << narrow;
-    EXPECT_EQ(narrow.find("Keypad 2"), std::string::npos) << narrow;
-    EXPECT_NE(Vdlog({"why", "--from", "11:00"}, log.Text()).out.find("nothing that would explain"),
-              std::string::npos);
-    EXPECT_EQ(Vdlog({"why", "--from", "noon"}, log.Text()).code, 2);
-}
-
-TEST(WhyCommand, Json_HoldsEveryFinding) {
-    LogText log = Station();
-    log.StationLogon("2");
-    for (int i = 0; i < 5; ++i) {
-        log.StationKey("2", 2).Found("2", false);
-    }
-    Json::Value root;
-    std::string errors;
-    const std::string out = Vdlog({"why", "--json"}, log.Text()).out;
-    const std::unique_ptr<Json::CharReader> reader(Json::CharReaderBuilder().newCharReader());
-    ASSERT_TRUE(reader->parse(out.data(), out.data() + out.size(), &root, &errors)) << errors << out;
-    EXPECT_EQ(root["counts"]["not-asked"].asInt(), 5);
-    EXPECT_EQ(root["presses"].asInt(), 5);
-    ASSERT_EQ(root["findings"].size(), 6U);
-    EXPECT_EQ(root["findings"][0]["keypad"], "2");
-    EXPECT_EQ(root["findings"][0]["receiver"], "RV2");
-    EXPECT_GE(root["findings"][0]["lines"].size(), 3U);
 }
 
 }  // namespace

@@ -273,14 +273,5 @@ TEST(PipeCommand, Log_GivesOneObjectALine) {
         "{\"avaliable-device\":[\"RV2\"],\"event\":\"device-inited\",\"id\":\"1\"}}\n");
 }
 
-TEST(Program, BadWordsAndFiles_ExitWithTwo) {
-    EXPECT_EQ(Vdlog({"dance"}, "").code, 2);
-    const Printed empty = Vdlog({"pipe"}, "no log at all\n");
-    EXPECT_EQ(empty.code, 2);
-    EXPECT_EQ(empty.error, "vdlog: no line here is of VDIPC's log\n");
-    EXPECT_EQ(Vdlog({"pipe", "--encoding", "klingon"}, "x").code, 2);
-    EXPECT_EQ(Vdlog({"--help"}, "").code, 0);
-}
-
 }  // namespace
 }  // namespace vdipc::log::test

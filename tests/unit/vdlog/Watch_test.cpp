@@ -8,7 +8,6 @@
 #include <filesystem>
 #include <fstream>
 #include <functional>
-#include <random>
 #include <sstream>
 #include <stdexcept>
 #include <string>
@@ -18,34 +17,9 @@
 namespace vdipc::log::test {
 namespace {
 
-/// A file of this test's own, in a directory of its own.
-class WatchedFile {
-public:
-    WatchedFile() {
-        std::random_device random;
-        directory_ = std::filesystem::temp_directory_path() / ("vdlog_watch_" + std::to_string(random()));
-        std::filesystem::create_directory(directory_);
-    }
-    WatchedFile(const WatchedFile&) = delete;
-    WatchedFile& operator=(const WatchedFile&) = delete;
-    ~WatchedFile() {
-        std::error_code ignored;
-        std::filesystem::remove_all(directory_, ignored);
-    }
-    void Append(const std::string& day, const std::string& text) const {
-        std::ofstream(Path(day), std::ios::binary | std::ios::app) << text;
-    }
-    void Replace(const std::string& day, const std::string& text) const {
-        std::ofstream(Path(day), std::ios::binary | std::ios::trunc) << text;
-    }
-    std::filesystem::path Path(const std::string& day) const {
-        return directory_ / ("vote_deck." + day + ".log");
-    }
-    const std::filesystem::path& Directory() const { return directory_; }
-
-private:
-    std::filesystem::path directory_;
-};
+std::string LogOf(const std::string& day) {
+    return "vote_deck." + day + ".log";
+}
 
 const std::string kDay = "2026.11.22";
 const std::string kNextDay = "2026.11.23";
@@ -89,11 +63,11 @@ TEST(WatchCommand, GrowingFileAndTheNextDays_TellSilentPressesOnce) {
     begin.Start().Client().Init(1, "\"RV2\"").StationLogon("1").StationKey("1", 2).Found("1", false);
     LogText next;
     next.Start().Client().Init(1, "\"RV2\"").StationLogon("1").StationKey("1", 4).Found("1", false);
-    const WatchedFile file;
-    file.Append(kDay, begin.Text());
-    const auto printed =
-        WatchSteps(Of(file.Path(kDay)), {[&] { file.Append(kDay, PressOfNothing(3).Text()); }, [] {},
-                                         [&] { file.Append(kNextDay, next.Text()); }, [] {}});
+    const Folder folder;
+    folder.Append(LogOf(kDay), begin.Text());
+    const auto printed = WatchSteps(Of(folder.Path() / LogOf(kDay)),
+                                    {[&] { folder.Append(LogOf(kDay), PressOfNothing(3).Text()); }, [] {},
+                                     [&] { folder.Append(LogOf(kNextDay), next.Text()); }, [] {}});
     // What was there isn't told.
     EXPECT_EQ(printed[0], "Watching vote_deck.2026.11.22.log; Ctrl-C ends.\n");
     EXPECT_NE(printed[1].find("Keypad 1 (RV2) pressed C at 10:00:00.000: no event"), std::string::npos)
@@ -106,11 +80,11 @@ TEST(WatchCommand, GrowingFileAndTheNextDays_TellSilentPressesOnce) {
 }
 
 TEST(WatchCommand, FilesOfLaterDaysThatAreThere_AreNoNews) {
-    const WatchedFile file;
-    file.Append(kDay, PressOfNothing(1).Text());
-    file.Append(kNextDay, PressOfNothing(2).Text());
-    const auto printed =
-        WatchSteps(Of(file.Path(kDay)), {[&] { file.Append(kNextDay, PressOfNothing(3).Text()); }});
+    const Folder folder;
+    folder.Append(LogOf(kDay), PressOfNothing(1).Text());
+    folder.Append(LogOf(kNextDay), PressOfNothing(2).Text());
+    const auto printed = WatchSteps(Of(folder.Path() / LogOf(kDay)),
+                                    {[&] { folder.Append(LogOf(kNextDay), PressOfNothing(3).Text()); }});
     EXPECT_EQ(printed[0], "Watching vote_deck.2026.11.23.log; Ctrl-C ends.\n");
     EXPECT_NE(printed[1].find("pressed C"), std::string::npos) << printed[1];
 }
@@ -124,17 +98,17 @@ TEST(WatchCommand, PressThatIsHalfWritten_IsToldWhenItIsWhole) {
     log.StationKey("1", 5).Found("1", true).Finished("1", false).Filtered(0, 5, false);
     const std::string text = log.Text();
     for (std::size_t cut = 10; cut < text.size(); cut += 37) {
-        const WatchedFile file;
-        file.Append(kDay, begin.Text());
+        const Folder folder;
+        folder.Append(LogOf(kDay), begin.Text());
         std::ostringstream out;
         int looks = 0;
-        Watch(Of(file.Path(kDay)), out, [&] {
+        Watch(Of(folder.Path() / LogOf(kDay)), out, [&] {
             switch (++looks) {
             case 2:
-                file.Append(kDay, text.substr(0, cut));
+                folder.Append(LogOf(kDay), text.substr(0, cut));
                 break;
             case 3:
-                file.Append(kDay, text.substr(cut));
+                folder.Append(LogOf(kDay), text.substr(cut));
                 break;
             default:
                 break;
@@ -149,18 +123,18 @@ TEST(WatchCommand, PressThatIsHalfWritten_IsToldWhenItIsWhole) {
 TEST(WatchCommand, PressBehindWhichOtherThreadsWrite_IsToldAllTheSame) {
     LogText begin;
     begin.Start().Client().Init(1, "\"RV2\"").StationLogon("1");
-    const WatchedFile file;
-    file.Append(kDay, begin.Text());
+    const Folder folder;
+    folder.Append(LogOf(kDay), begin.Text());
     std::ostringstream out;
     int looks = 0;
-    Watch(Of(file.Path(kDay)), out, [&] {
+    Watch(Of(folder.Path() / LogOf(kDay)), out, [&] {
         LogText more;
         if (++looks == 2) {
             // Its question is closed, which only the end of its lines tells.
             more.StationKey("1", 2).Found("1", true);
         }
         more.Line("IpcHandler::OnIpcPingreceived:14", 0x2cc, "Trace");
-        file.Append(kDay, more.Text());
+        folder.Append(LogOf(kDay), more.Text());
         return looks < 6;
     });
     EXPECT_NE(out.str().find("pressed B"), std::string::npos) << out.str();
@@ -169,10 +143,10 @@ TEST(WatchCommand, PressBehindWhichOtherThreadsWrite_IsToldAllTheSame) {
 TEST(WatchCommand, FileThatBeginsAnew_IsReadFromItsBeginning) {
     LogText begin;
     begin.Start().Client().Init(1, "\"RV2\"").StationLogon("1");
-    const WatchedFile file;
-    file.Append(kDay, begin.Text());
-    const auto printed =
-        WatchSteps(Of(file.Path(kDay)), {[&] { file.Replace(kDay, PressOfNothing(2).Text()); }});
+    const Folder folder;
+    folder.Append(LogOf(kDay), begin.Text());
+    const auto printed = WatchSteps(Of(folder.Path() / LogOf(kDay)),
+                                    {[&] { folder.Write(LogOf(kDay), PressOfNothing(2).Text()); }});
     EXPECT_NE(printed[1].find("pressed B"), std::string::npos) << printed[1];
 }
 
@@ -181,18 +155,18 @@ TEST(WatchCommand, Redaction_HoldsBackNamesToo) {
     log.Start().Client().Init(1, "\"RV2\"").StationLogon("1");
     log.Ask(R"({"command":"ask","device":"0","type":"single-choice","custom":"a SECRET sentence"})", "0",
             {"1"});
-    const WatchedFile file;
-    file.Append(kDay, log.Text());
-    std::filesystem::rename(file.Path(kDay), file.Directory() / "SECRET.log");
+    const Folder folder;
+    folder.Append(LogOf(kDay), log.Text());
+    std::filesystem::rename(folder.Path() / LogOf(kDay), folder.Path() / "SECRET.log");
     LogText more;
     more.StationKey("1", 6).Found("1", true).Finished("1", false).Filtered(0, 6, false);
     more.Line("IpcHandler::RouteMessage:78 task begin msg={\"command\":\"SECRET\"}");
     more.StationLogon("2");
-    Options options = Of(file.Directory() / "SECRET.log");
+    Options options = Of(folder.Path() / "SECRET.log");
     options.redact = true;
     const auto printed =
         WatchSteps(options, {[&] {
-                       std::ofstream(file.Directory() / "SECRET.log", std::ios::binary | std::ios::app)
+                       std::ofstream(folder.Path() / "SECRET.log", std::ios::binary | std::ios::app)
                            << more.Text();
                    }});
     EXPECT_NE(printed[1].find("pressed F"), std::string::npos) << printed[1];
@@ -201,10 +175,10 @@ TEST(WatchCommand, Redaction_HoldsBackNamesToo) {
 }
 
 TEST(WatchCommand, NoFile_IsAnErrorThatSaysSo) {
-    const WatchedFile file;
+    const Folder folder;
     std::ostringstream out;
     for (const auto& [path, words] : std::vector<std::pair<std::filesystem::path, std::string>>{
-             {file.Path(kDay), "can't open"}, {file.Directory(), "is a directory"}}) {
+             {folder.Path() / LogOf(kDay), "can't open"}, {folder.Path(), "is a directory"}}) {
         try {
             Watch(Of(path), out, [] { return false; });
             ADD_FAILURE() << path;

@@ -7,6 +7,7 @@
 #include <cstdio>
 #include <filesystem>
 #include <fstream>
+#include <iterator>
 #include <random>
 #include <sstream>
 #include <utility>
@@ -161,18 +162,52 @@ Printed Vdlog(std::vector<std::string> arguments, const std::vector<std::string>
         std::ofstream(paths.back(), std::ios::binary) << log;
         arguments.push_back(paths.back().string());
     }
-    std::ostringstream out;
-    std::ostringstream error;
-    const int code = RunProgram(arguments, out, error);
+    const Printed printed = RunVdlog(arguments);
     for (const std::filesystem::path& path : paths) {
         std::error_code ignored;
         std::filesystem::remove(path, ignored);
     }
-    return {code, out.str(), error.str()};
+    return printed;
 }
 
 Printed Vdlog(std::vector<std::string> arguments, const std::string& log) {
     return Vdlog(std::move(arguments), std::vector<std::string>{log});
+}
+
+Printed RunVdlog(const std::vector<std::string>& arguments) {
+    std::ostringstream out;
+    std::ostringstream error;
+    const int code = RunProgram(arguments, out, error);
+    return {code, out.str(), error.str()};
+}
+
+Folder::Folder() {
+    std::random_device random;
+    path_ = std::filesystem::temp_directory_path() / ("vdlog_folder_" + std::to_string(random()));
+    std::filesystem::create_directory(path_);
+}
+
+Folder::~Folder() {
+    std::error_code ignored;
+    std::filesystem::remove_all(path_, ignored);
+}
+
+std::string Folder::Write(const std::string& name, const std::string& text) const {
+    std::ofstream(path_ / name, std::ios::binary) << text;
+    return Name(name);
+}
+
+void Folder::Append(const std::string& name, const std::string& text) const {
+    std::ofstream(path_ / name, std::ios::binary | std::ios::app) << text;
+}
+
+std::string Folder::Read(const std::string& name) const {
+    std::ifstream file(path_ / name, std::ios::binary);
+    return {std::istreambuf_iterator<char>(file), std::istreambuf_iterator<char>()};
+}
+
+std::size_t Folder::Files() const {
+    return static_cast<std::size_t>(std::distance(std::filesystem::directory_iterator(path_), {}));
 }
 
 }  // namespace vdipc::log::test

@@ -5,6 +5,7 @@
 #include "tools/vdlog/LineReader.h"
 #include "tools/vdlog/Story.h"
 
+#include <filesystem>
 #include <string>
 #include <vector>
 
@@ -68,5 +69,25 @@ struct Printed {
 };
 Printed Vdlog(std::vector<std::string> arguments, const std::string& log);
 Printed Vdlog(std::vector<std::string> arguments, const std::vector<std::string>& logs);
+/// The same with files of the caller's own.
+Printed RunVdlog(const std::vector<std::string>& arguments);
 
+/// A folder of a test's own, which goes with the object.
+class Folder {
+public:
+    Folder();
+    Folder(const Folder&) = delete;
+    Folder& operator=(const Folder&) = delete;
+    ~Folder();
+
+    std::string Write(const std::string& name, const std::string& text) const;
+    void Append(const std::string& name, const std::string& text) const;
+    std::string Read(const std::string& name) const;
+    std::string Name(const std::string& name) const { return (path_ / name).string(); }
+    std::size_t Files() const;
+    const std::filesystem::path& Path() const { return path_; }
+
+private:
+    std::filesystem::path path_;
+};
 }  // namespace vdipc::log::test
