@@ -105,6 +105,34 @@ public:
         }
     }
 
+    /// The text of a JSON string that stands here.
+    std::string StringRest() {
+        const std::string rest = Rest();
+        const std::unique_ptr<Json::CharReader> reader(Json::CharReaderBuilder().newCharReader());
+        Json::Value value;
+        std::string errors;
+        if (!reader->parse(rest.data(), rest.data() + rest.size(), &value, &errors) || !value.isString()) {
+            Fail("expected a text in double quotes, as JSON has it");
+        }
+        return value.asString();
+    }
+
+    std::string HexRest() {
+        const std::string digits = Word("bytes in hexadecimal");
+        if (digits.size() % 2 != 0 ||
+            digits.find_first_not_of("0123456789abcdefABCDEF") != std::string::npos) {
+            Fail("expected hexadecimal digits, two for each byte");
+        }
+        std::string bytes;
+        for (std::size_t i = 0; i < digits.size(); i += 2) {
+            bytes.push_back(static_cast<char>(std::stoi(digits.substr(i, 2), nullptr, 16)));
+        }
+        if (!AtEnd()) {
+            Fail("too many words: '" + Rest() + "'");
+        }
+        return bytes;
+    }
+
     std::string CustomWord() {
         Keyword("as");
         return Word("the custom text of the question");
@@ -185,41 +213,82 @@ void ParseExpect(Line& line, Step& step) {
     step.json = line.AtEnd() ? Json::Value(Json::objectValue) : line.JsonRest();
 }
 
+void ParseLogged(Line& line, Step& step) {
+    step.kind = Step::Kind::Logged;
+    step.seconds = line.Seconds("seconds to wait at most");
+    step.text = line.Rest();
+    if (step.text.size() > 1 && step.text[0] == 'x' && step.text[1] >= '0' && step.text[1] <= '9') {
+        const std::size_t end = step.text.find(' ');
+        step.count = line.Whole<int>(step.text.substr(1, end - 1), "a count behind 'x'");
+        step.text.erase(0, end == std::string::npos ? end : end + 1);
+    }
+    if (step.text.empty()) {
+        line.Fail("expected a text of the log");
+    }
+}
+
+void ParseHost(Line& line, Step& step) {
+    const std::string what = line.Word("start, again, end, stop, gone or kill");
+    if (what == "start") {
+        step.kind = Step::Kind::HostStart;
+    } else if (what == "again") {
+        step.kind = Step::Kind::HostAgain;
+    } else if (what == "kill") {
+        step.kind = Step::Kind::HostKill;
+    } else if (what == "end" || what == "stop" || what == "gone") {
+        step.kind = what == "end"    ? Step::Kind::HostEnd
+                    : what == "stop" ? Step::Kind::HostStop
+                                     : Step::Kind::HostGone;
+        step.seconds = line.Seconds("seconds to wait at most");
+    } else {
+        line.Fail(
+            "a host can 'start', start 'again', 'end SECONDS', 'stop SECONDS', be 'gone SECONDS' and be "
+            "'kill'ed, not '" +
+            what + "'");
+    }
+}
+
+void ParseClient(Line& line, Step& step) {
+    step.kind = Step::Kind::ClientSend;
+    if (line.Peek() == '{') {
+        step.text = line.Rest();
+        return;
+    }
+    const std::string rest = line.Rest();
+    const std::string word = rest.substr(0, rest.find(' '));
+    Line more(line.Number(), rest.size() > word.size() ? rest.substr(word.size() + 1) : std::string());
+    if (rest == "start") {
+        step.kind = Step::Kind::ClientStart;
+    } else if (rest == "kill") {
+        step.kind = Step::Kind::ClientKill;
+    } else if (word == "message") {
+        step.kind = Step::Kind::ClientMessage;
+        step.text = more.StringRest();
+    } else if (word == "bytes") {
+        step.kind = Step::Kind::ClientBytes;
+        step.text = more.HexRest();
+    } else {
+        try {
+            step.text = JsonOfShortForm(SplitWords(rest));
+        } catch (const std::invalid_argument& error) {
+            line.Fail(error.what());
+        }
+    }
+}
+
 void ParseActor(Line& line, Step& step, const std::string& actor) {
     if (actor == "say") {
         step.kind = Step::Kind::Say;
         step.text = line.Rest();
     } else if (actor == "host") {
-        const std::string what = line.Word("start or end");
-        if (what == "start") {
-            step.kind = Step::Kind::HostStart;
-        } else if (what == "end") {
-            step.kind = Step::Kind::HostEnd;
-            step.seconds = line.Seconds("seconds to wait at most");
-        } else {
-            line.Fail("a host can 'start' and 'end SECONDS', not '" + what + "'");
-        }
+        ParseHost(line, step);
     } else if (actor == "client") {
-        if (line.Peek() == '{') {
-            step.kind = Step::Kind::ClientSend;
-            step.text = line.Rest();
-            return;
-        }
-        const std::string rest = line.Rest();
-        if (rest == "start") {
-            step.kind = Step::Kind::ClientStart;
-        } else if (rest == "kill") {
-            step.kind = Step::Kind::ClientKill;
-        } else {
-            step.kind = Step::Kind::ClientSend;
-            try {
-                step.text = JsonOfShortForm(SplitWords(rest));
-            } catch (const std::invalid_argument& error) {
-                line.Fail(error.what());
-            }
-        }
+        ParseClient(line, step);
+    } else if (actor == "logged") {
+        ParseLogged(line, step);
     } else if (actor == "classroom") {
         step.kind = Step::Kind::Classroom;
+        step.seconds = line.Peek() >= '0' && line.Peek() <= '9' ? line.Seconds("seconds to try") : 0.0;
         step.json = line.JsonRest();
     } else if (actor == "expect") {
         ParseExpect(line, step);
@@ -274,6 +343,10 @@ void ParseLine(Line& line, Lesson& lesson) {
     }
     if (word == "config") {
         lesson.config = line.Rest();
+        return;
+    }
+    if (word == "devices") {
+        lesson.devices = line.Rest();
         return;
     }
     if (word == "channel") {

@@ -28,18 +28,25 @@ struct Step {
     enum class Kind {
         Say,  // text
         HostStart,
-        HostEnd,  // the host must end by itself within `seconds`, with exit code 0
+        HostAgain,  // in the same directory, with what is in it
+        HostEnd,    // the host must end by itself within `seconds`, with exit code 0
+        HostStop,   // the same, when its input has ended
+        HostGone,   // it must end by itself within `seconds`, in whatever way
+        HostKill,
         ClientStart,
         ClientKill,
-        ClientSend,  // text: JSON
-        Classroom,   // json
-        Expect,      // event, count, json, seconds
-        None,        // event, json
-        Ignore,      // event
-        Answers,     // kind, first..last, choices, seconds, custom
-        Speaks,      // kind, first..last, seconds, custom, event, json
-        Shows,       // kind, first..last, texts of three rows
-        State        // json that the classroom's state must hold within `seconds`
+        ClientSend,     // text: JSON
+        ClientMessage,  // text: of a message, whatever it is
+        ClientBytes,    // text: bytes for the pipe
+        Classroom,      // json; tried again for `seconds` where that is above 0, until it is taken and heard
+        Logged,         // text, count: the log of this host must hold the text so often within `seconds`
+        Expect,         // event, count, json, seconds
+        None,           // event, json
+        Ignore,         // event
+        Answers,        // kind, first..last, choices, seconds, custom
+        Speaks,         // kind, first..last, seconds, custom, event, json
+        Shows,          // kind, first..last, texts of three rows
+        State           // json that the classroom's state must hold within `seconds`
     };
 
     Kind kind = Kind::Say;
@@ -67,7 +74,8 @@ struct Lesson {
     std::uint64_t seed = 1;
     std::string station = "up";
     std::string plugged;
-    std::string config;  // text of vote_deck.conf; none when empty
+    std::string config;   // text of vote_deck.conf; none when empty
+    std::string devices;  // text of devices.json at the start; none when empty
     /// Channel in the user's registry during the lesson, "none" for no value, or empty to leave it alone.
     std::string channel;
     std::vector<Step> steps;

@@ -16,6 +16,20 @@ namespace vdipc::tools {
 
 namespace {
 
+constexpr double kTurnPatience = 30.0;
+
+/// One block for `vdclient --raw`.
+std::string HexOf(const std::string& bytes) {
+    static constexpr char digits[] = "0123456789abcdef";
+    std::string hex;
+    for (const char c : bytes) {
+        const auto byte = static_cast<unsigned char>(c);
+        hex.push_back(digits[byte >> 4]);
+        hex.push_back(digits[byte & 15]);
+    }
+    return hex;
+}
+
 /// Whether there is such a pipe, held by a client or free. Opens nothing.
 bool IsPipeServed() {
     return WaitNamedPipeA(client::PipeName().c_str(), 1) != FALSE || GetLastError() == ERROR_SEM_TIMEOUT;
@@ -38,7 +52,11 @@ bool Fits(const Json::Value& value, const Json::Value& pattern) {
 
 Player::Player(const Lesson& lesson, PlayerOptions options)
     : lesson_(lesson), options_(std::move(options)), random_(options_.seed),
-      begin_(std::chrono::steady_clock::now()) {}
+      begin_(std::chrono::steady_clock::now()) {
+    sends_bytes_ = std::any_of(lesson.steps.begin(), lesson.steps.end(), [](const Step& step) {
+        return step.kind == Step::Kind::ClientMessage || step.kind == Step::Kind::ClientBytes;
+    });
+}
 
 Player::~Player() = default;
 
@@ -65,10 +83,16 @@ void Player::PlayStep(const Step& step) {
             Tell("--- " + step.text);
             break;
         case Step::Kind::HostStart:
-            StartHost();
+        case Step::Kind::HostAgain:
+            StartHost(step.kind == Step::Kind::HostAgain);
             break;
         case Step::Kind::HostEnd:
+        case Step::Kind::HostStop:
             EndHost(step);
+            break;
+        case Step::Kind::HostGone:
+        case Step::Kind::HostKill:
+            LoseHost(step);
             break;
         case Step::Kind::ClientStart:
             StartClient();
@@ -79,8 +103,21 @@ void Player::PlayStep(const Step& step) {
         case Step::Kind::ClientSend:
             Send(step.text);
             break;
+        case Step::Kind::ClientMessage: {
+            const std::size_t before = CountTurns();
+            const std::string shown = "a message " + CompactJson(Json::Value(step.text));
+            SendBytes(client::JsonFrameBytes(step.text), shown);
+            WaitForTurn(before, shown);
+            break;
+        }
+        case Step::Kind::ClientBytes:
+            SendBytes(step.text, "bytes " + HexOf(step.text));
+            break;
         case Step::Kind::Classroom:
-            host_->Classroom().Do(step.json);
+            MoveClassroom(step);
+            break;
+        case Step::Kind::Logged:
+            WaitForLog(step);
             break;
         case Step::Kind::Expect:
             Expect(step);
@@ -109,26 +146,41 @@ void Player::PlayStep(const Step& step) {
     }
 }
 
-void Player::StartHost() {
+void Player::StartHost(bool again) {
     // The lesson's client would find that host, and move it instead of the lesson's own.
     if (IsPipeServed()) {
         throw LessonFailure(
             "a host serves the pipe already, and only one can. End it first: \"quit\" in vdclient, or "
             "Ctrl-C in its console");
     }
-    PrepareStage(options_.binaries, options_.directory);
     const std::filesystem::path directory(options_.directory);
-    std::filesystem::remove(directory / L"devices.json");
-    std::filesystem::remove(directory / L"vote_deck.conf");
-    {
+    const bool fresh = !again || !started_;
+    if (fresh) {
+        PrepareStage(options_.binaries, options_.directory);
+        std::filesystem::remove(directory / L"devices.json");
+        std::filesystem::remove(directory / L"vote_deck.conf");
+        if (!lesson_.devices.empty()) {
+            std::ofstream(directory / L"devices.json", std::ios::binary) << lesson_.devices;
+        }
+    }
+    // The log is this lesson's: what a former one left would be read as its beginning.
+    for (std::wstring log; !started_ && !(log = FindLogFile(options_.directory)).empty();) {
+        std::filesystem::remove(std::filesystem::path(log));
+    }
+    if (fresh) {
         const std::lock_guard lock(mutex_);
         client_lines_.close();
         client_lines_.open(directory / L"client.jsonl", std::ios::binary | std::ios::trunc);
     }
+    started_ = true;
+    log_.clear();
+    logged_.clear();
+    log_file_ = FindLogFile(options_.directory);
+    log_at_ = log_file_.empty() ? 0 : std::filesystem::file_size(std::filesystem::path(log_file_));
     if (!lesson_.config.empty()) {
         std::ofstream(directory / L"vote_deck.conf", std::ios::binary) << lesson_.config;
     }
-    if (!lesson_.channel.empty()) {
+    if (!lesson_.channel.empty() && channel_ == nullptr) {
         channel_ = std::make_unique<ChannelInRegistry>(lesson_.channel);
     }
     HostOptions host;
@@ -147,6 +199,9 @@ void Player::StartHost() {
 
 void Player::EndHost(const Step& step) {
     CheckMisuse();
+    if (step.kind == Step::Kind::HostStop) {
+        host_->TheProcess().CloseInput();
+    }
     if (!host_->WaitForEnd(static_cast<std::uint32_t>(step.seconds * 1000.0))) {
         throw LessonFailure("the host has not ended");
     }
@@ -154,16 +209,41 @@ void Player::EndHost(const Step& step) {
         throw LessonFailure("the host ended with exit code " +
                             std::to_string(host_->TheProcess().ExitCode()));
     }
+    HostIsGone();
+    Tell("The host has stopped cleanly.");
+}
+
+void Player::LoseHost(const Step& step) {
+    if (step.kind == Step::Kind::HostKill) {
+        host_->TheProcess().Kill();
+    } else {
+        try {
+            if (!host_->WaitForEnd(static_cast<std::uint32_t>(step.seconds * 1000.0))) {
+                throw LessonFailure("the host goes on");
+            }
+        } catch (const HungAtItsEnd&) {
+            host_->TheProcess().Kill();  // it has said that it terminates
+        }
+    }
+    host_->TheProcess().Wait(10000);
+    HostIsGone();
+    Tell(step.kind == Step::Kind::HostKill ? "The host's process has been killed."
+                                           : "The host's process has ended.");
+}
+
+void Player::HostIsGone() {
     host_.reset();
     missing_client_ = true;
     client_.reset();
-    Tell("The host has stopped cleanly.");
 }
 
 void Player::StartClient() {
     ProcessOptions process;
     process.executable = options_.binaries + L"vdclient.exe";
     process.arguments = {"--timeout", "30000"};
+    if (sends_bytes_) {
+        process.arguments.emplace_back("--raw");
+    }
     process.on_output = [this](const std::string& line) { OnClientLine(line); };
     client_ = std::make_unique<Process>(process);
     Tell("A client (process " + std::to_string(client_->Id()) + ") connects.");
@@ -176,31 +256,84 @@ void Player::KillClient() {
 }
 
 void Player::Send(const std::string& json) {
-    const std::size_t before = CountHandledCommands();
-    if (client_ == nullptr || !client_->WriteLine(json)) {
+    const std::size_t before = CountTurns();
+    if (sends_bytes_) {
+        SendBytes(client::JsonFrameBytes(json), json);
+    } else if (client_ == nullptr || !client_->WriteLine(json)) {
         throw LessonFailure("there is no client to send " + json);
+    } else {
+        Tell("teacher: " + json);
     }
-    Tell("teacher: " + json);
-    // The library reports a command to telemetry at the beginning of the task that carries it out, so whatever a pupil
-    // does from here on comes after the command.
-    const double deadline = Now() + 20.0;
-    while (CountHandledCommands() <= before) {
+    WaitForTurn(before, json);
+}
+
+void Player::SendBytes(const std::string& bytes, const std::string& shown) {
+    if (client_ == nullptr || !client_->WriteLine(HexOf(bytes)) || !client_->WriteLine("")) {
+        throw LessonFailure("there is no client to send " + shown);
+    }
+    Tell("teacher: " + shown);
+}
+
+/// The library logs a message at the beginning of the task that carries it out, so whatever a pupil does from here on comes
+/// after it.
+void Player::WaitForTurn(std::size_t before, const std::string& shown) {
+    const double deadline = Now() + kTurnPatience;
+    while (CountTurns() <= before) {
         if (Now() > deadline) {
-            throw LessonFailure("the library has not taken the command " + json);
+            throw LessonFailure("the library has not taken the command " + shown);
         }
         std::this_thread::sleep_for(std::chrono::milliseconds(5));
     }
 }
 
-std::size_t Player::CountHandledCommands() const {
-    const std::string records = ReadWholeFile(options_.directory + L"\\trackwire.jsonl");
-    const std::string mark = "\"action\":\"ipc_vdk_command_";
-    std::size_t count = 0;
-    for (std::size_t at = records.find(mark); at != std::string::npos;
-         at = records.find(mark, at + mark.size())) {
+void Player::MoveClassroom(const Step& step) {
+    const double deadline = Now() + step.seconds;
+    for (;;) {
+        std::string refusal = "nobody hears " + CompactJson(step.json);
+        try {
+            const Json::Value answer = host_->Classroom().Do(step.json);
+            if (step.seconds <= 0.0 || answer["callbacks"].asInt() + answer["notices"].asInt() > 0) {
+                return;
+            }
+        } catch (const std::runtime_error& error) {
+            refusal = error.what();
+        }
+        if (Now() > deadline) {
+            throw LessonFailure(refusal);
+        }
+        std::this_thread::sleep_for(std::chrono::milliseconds(10));
+    }
+}
+
+std::size_t Player::CountLogged(const std::string& text) {
+    if (log_file_.empty()) {
+        log_file_ = FindLogFile(options_.directory);
+    }
+    std::ifstream file(std::filesystem::path(log_file_), std::ios::binary);
+    if (file.seekg(static_cast<std::streamoff>(log_at_))) {
+        const std::string more{std::istreambuf_iterator<char>(file), std::istreambuf_iterator<char>()};
+        log_at_ += more.size();
+        log_ += more;
+    }
+    auto& [from, count] = logged_[text];
+    for (std::size_t at = log_.find(text, from); at != std::string::npos; at = log_.find(text, from)) {
+        from = at + text.size();
         ++count;
     }
     return count;
+}
+
+void Player::WaitForLog(const Step& step) {
+    const double deadline = Now() + step.seconds;
+    const auto wanted = static_cast<std::size_t>(step.count);
+    std::size_t count = 0;
+    while ((count = CountLogged(step.text)) < wanted) {
+        if (Now() > deadline) {
+            throw LessonFailure("the log holds \"" + step.text + "\" " + std::to_string(count) +
+                                " times, not " + std::to_string(wanted));
+        }
+        std::this_thread::sleep_for(std::chrono::milliseconds(5));
+    }
 }
 
 void Player::OnClientLine(const std::string& line) {

@@ -58,12 +58,20 @@ private:
     };
 
     void PlayStep(const Step& step);
-    void StartHost();
+    void StartHost(bool again);
     void EndHost(const Step& step);
+    void LoseHost(const Step& step);
+    void HostIsGone();
     void StartClient();
     void KillClient();
     void Send(const std::string& json);
-    std::size_t CountHandledCommands() const;
+    void SendBytes(const std::string& bytes, const std::string& shown);
+    void WaitForTurn(std::size_t before, const std::string& shown);
+    std::size_t CountTurns() { return CountLogged("IpcHandler::RouteMessage:"); }
+    void MoveClassroom(const Step& step);
+    /// How often this host's log holds the text by now.
+    std::size_t CountLogged(const std::string& text);
+    void WaitForLog(const Step& step);
     void Expect(const Step& step);
     void ExpectNone(const Step& step);
     void PlayAnswers(const Step& step);
@@ -93,6 +101,12 @@ private:
     std::deque<Event> events_;
     std::set<std::string> ignored_;
     bool missing_client_ = false;
+    bool sends_bytes_ = false;   // some step has what vdclient's lines can't
+    bool started_ = false;       // a host of this lesson has been started before
+    std::wstring log_file_;      // of this host
+    std::uintmax_t log_at_ = 0;  // where it is read on
+    std::string log_;            // what it has written so far
+    std::map<std::string, std::pair<std::size_t, std::size_t>> logged_;  // texts: up to where, how often
     std::size_t checked_ = 0;
 };
 

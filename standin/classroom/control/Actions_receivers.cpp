@@ -68,9 +68,11 @@ Outcome ChangeLink(World& world, ActionReader& reader) {
     const Kind kind = reader.UsbKind();
     std::optional<bool> up;
     std::optional<bool> told;
+    const bool has_announce = reader.Has("announce");
+    const bool announce = reader.Flag("announce", true);
     if (reader.Has("connected")) {
         told = reader.Flag("connected", true);
-    } else {
+    } else if (!has_announce || reader.Has("state")) {
         const std::string state = reader.Text("state");
         if (state != "up" && state != "down") {
             throw ActionError("\"state\" must be up or down, not '" + state + "'");
@@ -82,6 +84,10 @@ Outcome ChangeLink(World& world, ActionReader& reader) {
     }
     const bool wait = reader.Flag("wait", true);
     reader.Finish();
+    if (has_announce) {
+        const std::lock_guard lock(world.mutex);
+        world.TheReceiver(kind).announces = announce;
+    }
     return world.TheReceiver(kind).SetLink(up, told, wait);
 }
 

@@ -302,7 +302,7 @@ void Receiver::Announce() {
     std::vector<TimedSignal> signals;
     {
         const std::lock_guard lock(world_.mutex);
-        if (!HasListener()) {
+        if (!HasListener() || !announces) {
             return;
         }
         world_.keypads.ForEach(kind_, 0, [&signals](std::uint32_t number, Keypad& keypad) {
@@ -333,6 +333,7 @@ Json::Value Receiver::ToJson() const {
     value["device_info"] = ShownUtf8(device_info_);
     value["channel"] = info.isObject() ? info["Channel"] : Json::Value();
     value["accepts_channel"] = accepts_channel;
+    value["announce"] = announces;
     return value;
 }
 

@@ -42,6 +42,7 @@ public:
     Json::Value ToJson() const;
     void SetDeviceInfo(const std::string& text) { device_info_ = text; }
     bool accepts_channel = true;
+    bool announces = true;  // keypads that are bound, to a new listener
 
 private:
     friend class ReceiverObject;

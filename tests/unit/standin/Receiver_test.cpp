@@ -86,6 +86,14 @@ TEST_P(EachReceiver, LinkInParts_MovesOnlyThePartThatIsNamed) {
     EXPECT_EQ(Words{"connected"}, listener.heard.All());
 }
 
+TEST_P(EachReceiver, KeypadsThatMustNotAnnounce_WaitForTheirLeave) {
+    Do(Action("connect", R"("from":1,"to":2)"));
+    Do(Action("link", R"("announce":false)"));
+    EXPECT_TRUE(OpenReceiver(GetParam(), listener).IsConnected());
+    Do(Action("link", R"("state":"up","announce":true)"));
+    EXPECT_EQ((Words{"connected", "bind 1", "bind 2"}), listener.heard.Await(3));
+}
+
 TEST_P(EachReceiver, IOError_EndsInAReconnectionOnceItIsHandled) {
     ReceiverObject& receiver = OpenReceiver(GetParam(), listener);
     Do(Action("io-error"));

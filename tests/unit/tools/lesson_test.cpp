@@ -43,15 +43,16 @@ TEST(Lesson, EveryLessonOfTheTree_CanBeRead) {
 TEST(Lesson, LinesAboutTheWhole_GoIntoTheirFields) {
     const Lesson lesson =
         ParseLesson("title  a b\r\n# comment\n\nseed\t18446744073709551615\nstation no-power\n"
-                    "plugged TQ1,LW\nchannel 5\nconfig {\"engine\":\"ali\"}\nsay x\n");
+                    "plugged TQ1,LW\nchannel 5\nconfig {\"engine\":\"ali\"}\ndevices {\"LW\":[]}\nsay x\n");
     EXPECT_EQ(lesson.title, "a b");
     EXPECT_EQ(lesson.seed, std::numeric_limits<std::uint64_t>::max());
     EXPECT_EQ(lesson.station, "no-power");
     EXPECT_EQ(lesson.plugged, "TQ1,LW");
     EXPECT_EQ(lesson.channel, "5");
     EXPECT_EQ(lesson.config, "{\"engine\":\"ali\"}");
+    EXPECT_EQ(lesson.devices, "{\"LW\":[]}");
     ASSERT_EQ(lesson.steps.size(), 1u);
-    EXPECT_EQ(lesson.steps[0].line, 9);
+    EXPECT_EQ(lesson.steps[0].line, 10);
 }
 
 TEST(Lesson, Times_AreSecondsOfTheLessonOrBehindTheFormerStep) {
@@ -71,6 +72,54 @@ TEST(Lesson, Answers_HoldKeysAndWhatMustComeOfThem) {
     EXPECT_EQ(step.choices[1].keys, std::vector<std::string>({"C", "A", "T"}));
     EXPECT_EQ(step.choices[1].answers, std::vector<std::string>({"CA"}));
     EXPECT_EQ(step.choices[2].answers, std::vector<std::string>({"G", "G", "G"}));
+}
+
+TEST(Lesson, HostsEnds_AreToldApart) {
+    EXPECT_EQ(OneStep("host again").kind, Step::Kind::HostAgain);
+    EXPECT_EQ(OneStep("host kill").kind, Step::Kind::HostKill);
+    EXPECT_EQ(OneStep("host stop 5").kind, Step::Kind::HostStop);
+    EXPECT_EQ(OneStep("host gone 2.5").kind, Step::Kind::HostGone);
+    EXPECT_EQ(OneStep("host gone 2.5").seconds, 2.5);
+    EXPECT_EQ(Complaint("host stop\n"), "line 1: expected seconds to wait at most");
+    EXPECT_EQ(Complaint("host kill 5\n"), "line 1: too many words: '5'");
+    EXPECT_NE(Complaint("host dance\n").find("not 'dance'"), std::string::npos);
+}
+
+TEST(Lesson, MessagesAndBytes_AreTakenAsTheyAre) {
+    const Step message = OneStep("client message \"a\\nb \\u00e9\"");
+    EXPECT_EQ(message.kind, Step::Kind::ClientMessage);
+    EXPECT_EQ(message.text, "a\nb \xC3\xA9");
+    const Step bytes = OneStep("client bytes e2070A");
+    EXPECT_EQ(bytes.kind, Step::Kind::ClientBytes);
+    EXPECT_EQ(bytes.text, "\xE2\x07\x0A");
+    for (const char* const text : {"", "x", "\"open", "{}", "7"}) {
+        EXPECT_EQ(Complaint(std::string("client message ") + text + "\n"),
+                  "line 1: expected a text in double quotes, as JSON has it");
+    }
+    for (const char* const digits : {"e", "0g", "00 00 0"}) {
+        EXPECT_NE(Complaint(std::string("client bytes ") + digits + "\n"), "") << digits;
+    }
+}
+
+TEST(Lesson, TextOfTheLog_IsAwaitedSoOften) {
+    const Step once = OneStep("logged 5 Connect begin");
+    EXPECT_EQ(once.kind, Step::Kind::Logged);
+    EXPECT_EQ(once.text, "Connect begin");
+    EXPECT_EQ(once.count, 1);
+    const Step often = OneStep("logged 0.5 x12 x y");
+    EXPECT_EQ(often.text, "x y");
+    EXPECT_EQ(often.count, 12);
+    EXPECT_EQ(often.seconds, 0.5);
+    EXPECT_EQ(OneStep("logged 5 xmas").text, "xmas");
+    EXPECT_EQ(Complaint("logged 5 x3\n"), "line 1: expected a text of the log");
+    EXPECT_EQ(Complaint("logged 5\n"), "line 1: expected a text of the log");
+}
+
+TEST(Lesson, ActionOfTheClassroom_MayBeTriedForAWhile) {
+    EXPECT_EQ(OneStep(R"(classroom {"do":"x"})").seconds, 0.0);
+    EXPECT_EQ(OneStep(R"(classroom 30 {"do":"x"})").seconds, 30.0);
+    EXPECT_EQ(OneStep(R"(classroom 30 {"do":"x"})").json["do"], "x");
+    EXPECT_NE(Complaint("classroom x {}\n"), "");
 }
 
 TEST(Lesson, EmptyText_HasNoSteps) {
