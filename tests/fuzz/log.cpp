@@ -1,6 +1,7 @@
 // Logs: any bytes are some sequence of lines, and every command says something about them. The same bytes in other pieces say
 // the same; whatever goes out is UTF-8, and JSON where that is promised; a finding points at lines that there are.
 #include "fuzz/support/Fuzz.h"
+#include "tools/vdlesson/Lesson.h"
 #include "tools/vdlog/Commands.h"
 #include "tools/vdlog/Reasons.h"
 #include "tools/vdlog/Text.h"
@@ -75,6 +76,9 @@ void CheckCommand(const std::string& text, std::vector<std::string> arguments) {
     FUZZ_REQUIRE(log::IsUtf8(out.str()));
     Json::Value root;
     FUZZ_REQUIRE(!json || code != log::kDone || (Parses(out.str(), &root) && root.isObject()));
+    if (arguments.front() == "lesson" && code == log::kDone) {
+        tools::ParseLesson(out.str());  // whatever the log says, the player's reader takes it
+    }
 }
 
 }  // namespace
@@ -90,9 +94,15 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
     FUZZ_REQUIRE(whole == pieces);
     CheckReasons(text);
     // One of them for each input: setting up a command line costs more than reading most inputs.
-    const std::vector<std::vector<std::string>> commands = {
-        {"pipe"},    {"why", "--json"},         {"why", "--redact"},     {"summary", "--json"},
-        {"summary"}, {"keypad", "7", "--json"}, {"timeline", "-o", "-"}, {"trace", "-o", "-"}};
+    const std::vector<std::vector<std::string>> commands = {{"pipe"},
+                                                            {"why", "--json"},
+                                                            {"why", "--redact"},
+                                                            {"summary", "--json"},
+                                                            {"summary"},
+                                                            {"keypad", "7", "--json"},
+                                                            {"timeline", "-o", "-"},
+                                                            {"trace", "-o", "-"},
+                                                            {"lesson", "-o", "-"}};
     CheckCommand(text, commands[size % commands.size()]);
     return 0;
 }

@@ -23,6 +23,7 @@ struct Options {
     std::size_t steps = 150;
     std::string directory;
     bool verbose = false;
+    bool keep = false;
 };
 
 using Counts = std::map<std::string, std::size_t>;
@@ -80,8 +81,10 @@ bool PlayOne(const Options& options, std::uint64_t seed, Sums& sums) {
     sums.steps += lesson.Steps();
     Add(sums.events, referee.Events());
     Add(sums.requests, referee.Requests());
-    std::error_code ignored;
-    std::filesystem::remove_all(std::filesystem::path(directory), ignored);
+    if (!options.keep) {
+        std::error_code ignored;
+        std::filesystem::remove_all(std::filesystem::path(directory), ignored);
+    }
     return true;
 }
 
@@ -102,6 +105,7 @@ int main() {
     app.add_option("--steps", options.steps, "steps of a lesson")->capture_default_str();
     app.add_option("--directory", options.directory, "where hosts run")->capture_default_str();
     app.add_flag("--verbose", options.verbose, "show every step");
+    app.add_flag("--keep", options.keep, "leave the files of lessons that went well, too");
     app.allow_windows_style_options(false);
     app.footer("Exit codes: 0 all as it must be, 1 a deviation (seed, step, expected and seen are printed), "
                "2 bad words.");

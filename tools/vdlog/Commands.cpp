@@ -15,9 +15,9 @@
 namespace vdipc::log {
 
 std::span<const CommandEntry* const> AllCommands() {
-    static constexpr const CommandEntry* kAll[] = {&kSummaryCommand,  &kWhyCommand,  &kWatchCommand,
-                                                   &kKeypadCommand,   &kPipeCommand, &kCompareCommand,
-                                                   &kTimelineCommand, &kTraceCommand};
+    static constexpr const CommandEntry* kAll[] = {&kSummaryCommand, &kWhyCommand,      &kWatchCommand,
+                                                   &kKeypadCommand,  &kPipeCommand,     &kLessonCommand,
+                                                   &kCompareCommand, &kTimelineCommand, &kTraceCommand};
     return kAll;
 }
 

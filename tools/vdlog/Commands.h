@@ -31,6 +31,7 @@ extern const CommandEntry kSummaryCommand;
 extern const CommandEntry kWhyCommand;
 extern const CommandEntry kWatchCommand;
 extern const CommandEntry kKeypadCommand;
+extern const CommandEntry kLessonCommand;
 extern const CommandEntry kCompareCommand;
 
 std::span<const CommandEntry* const> AllCommands();

@@ -137,6 +137,7 @@ TEST(Redaction, NothingOfTheTexts_IsLeftInAnyOutput) {
     log.StationKey("1", 6).Found("1", true).Finished("1", false).Filtered(0, 6, false);
 
     const std::vector<std::vector<std::string>> commands = {{"pipe"},
+                                                            {"lesson", "-o", "-"},
                                                             {"why"},
                                                             {"why", "--json"},
                                                             {"why", "--keypad", "1"},
