@@ -416,6 +416,25 @@ TEST_F(ClientSystem, Quit_WaitsForTheEndOfTheConnectionAndCallsItSuccess) {
     EXPECT_EQ(WaitForHostEnd(), 0U);
 }
 
+TEST_F(ClientSystem, LinesBehindQuit_FindNoHostAndAreNoFailure) {
+    Start();
+    EXPECT_EQ(RunClient({"--listen", "60000", "quit"}), 0U);
+    EXPECT_EQ(errors_, "");
+    EXPECT_EQ(WaitForHostEnd(), 0U);
+    Start();
+    ProcessOptions options;
+    options.executable = OwnDirectory() + L"vdclient.exe";
+    options.arguments = {"--timeout", "30000"};
+    options.on_error = [](const std::string& line) { ADD_FAILURE() << line; };
+    Process client(options);
+    client.WriteLine("quit");
+    EXPECT_EQ(WaitForHostEnd(), 0U);
+    client.WriteLine("ask 0 single-choice custom=late");
+    client.CloseInput();
+    ASSERT_TRUE(client.Wait(60000));
+    EXPECT_EQ(client.ExitCode(), 0U);
+}
+
 TEST_F(ClientSystem, QuitThatTheHostDoesNotHearInTime_SaysSo) {
     environment_["CLASSROOM_STATION"] = "hang";
     Start();

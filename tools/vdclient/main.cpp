@@ -224,6 +224,9 @@ int SendLines(const Options& options, Console& console, Client& client, bool& qu
         } catch (const std::runtime_error& error) {
             Complain(error.what(), kExitUsage);
         }
+        if (!sent && quits) {
+            return 0;  // the host has ended, as it was told
+        }
         if (!sent) {
             return Complain("the connection was lost: " + client.LastError(), kExitConnectionLost);
         }
