@@ -125,9 +125,14 @@ TEST(Redaction, NothingOfTheTexts_IsLeftInAnyOutput) {
     log.Event("\t\"custom\" : \"q1\",\n\t\"data\" : \n\t{\n\t\t\"result\" : "
               "\"SECRETSPOKEN\"\n\t},\n\t\"device\" : \"2\",\n\t\"event\" : "
               "\"voice-evaluated\",\n\t\"extra\" : \"SECRETPREFIX2-1f.wav\"");
-    for (const std::string json : {R"({"command":"SECRETCOMMAND"})",
-                                   R"({"command":"ask","device":"SECRETDEVICE","type":"SECRETTYPE"})",
-                                   R"(SECRETTEXT that is no JSON)"}) {
+    for (const std::string json :
+         {R"({"command":"SECRETCOMMAND"})",
+          R"({"command":"ask","device":"SECRETDEVICE","type":"SECRETTYPE"})", R"(SECRETTEXT that is no JSON)",
+          R"({"command":"init","preferred-device-type":"SECRETGROUP"})",
+          R"({"command":"ask","device":"1","type":"SECRETTYPE","custom":"SECRET custom"})",
+          R"({"command":"hi","device":"1","arguments":[{"type":"SECRETSIGNAL"}]})",
+          R"({"command":"text","device":"1","row1":"SECRETROW")", R"({"SECRETKEY":"SECRETVALUE"})",
+          R"(["SECRETELEMENT"])"}) {
         log.Line("PipeServer::OnPipeDataReceived:61 msg received:" + json, 0x2cc);
         log.Line("IpcHandler::RouteMessage:78 task begin msg=" + json);
     }
