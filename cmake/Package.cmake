@@ -54,6 +54,8 @@ install(FILES "${CMAKE_BINARY_DIR}/VDIPCConfig.cmake" "${CMAKE_BINARY_DIR}/VDIPC
   DESTINATION lib/cmake/VDIPC ${_component})
 install(DIRECTORY "${PROJECT_SOURCE_DIR}/schema" DESTINATION share/vdipc ${_component})
 install(FILES ${_pages_library} DESTINATION share/vdipc/docs ${_component})
+# What docs/log.md shows; the other pictures belong to the classroom.
+install(FILES "${PROJECT_SOURCE_DIR}/docs/pictures/timeline.png" DESTINATION share/vdipc/docs/pictures ${_component})
 vdipc_install_readmes(share/vdipc/)
 install(FILES "${PROJECT_SOURCE_DIR}/CHANGELOG.md" DESTINATION share/vdipc ${_component})
 if(VDIPC_PACKAGE)

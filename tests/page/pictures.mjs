@@ -1,12 +1,47 @@
-// Makes the pictures of the documents: a class in the middle of a question, on both pages. ./dev pictures runs it.
+// Makes the pictures of the documents: a class in the middle of a question, on both pages, and the timeline of a lesson's log.
+// ./dev pictures runs it.
 import {mkdirSync} from 'node:fs';
 import {join} from 'node:path';
 import {test} from 'node:test';
-import {Browser, endAll, Host, pictureFolder, Teacher, until} from './support/rig.mjs';
+import {Browser, endAll, Folder, Host, pictureFolder, Teacher, until} from './support/rig.mjs';
 
-test('Pictures_AreMade', async () => {
-  const folder = pictureFolder();
-  mkdirSync(folder, {recursive: true});
+const folder = pictureFolder();
+mkdirSync(folder, {recursive: true});
+
+/// With VDIPC_PICTURES_ALL also narrow and wide, light and dark.
+async function takeAll(pages) {
+  for (const [name, page] of Object.entries(process.env.VDIPC_PICTURES_ALL ? pages : {})) {
+    for (const colorScheme of ['light', 'dark']) {
+      for (const width of [1280, 390]) {
+        await page.emulateMedia({colorScheme, reducedMotion: 'reduce'});
+        await page.setViewportSize({width, height: 860});
+        await page.waitForTimeout(300);
+        await page.screenshot({path: join(folder, `${name}-${colorScheme}-${width}.png`), fullPage: true});
+      }
+    }
+  }
+}
+
+test('PictureOfTheTimeline_IsMade', async () => {
+  const files = new Folder();
+  const browser = await Browser.start();
+  try {
+    const log = await files.play('base-station.lesson');
+    await files.vdlog('timeline', log, '-o', files.file('timeline.html'));
+    const page = await browser.open(`file://${files.file('timeline.html')}`, {viewport: {width: 1280, height: 860}});
+    // Between two questions, when all pressed a key.
+    await page.getByRole('button', {name: /closed by a "stop" for all/}).click();
+    await page.getByRole('button', {name: 'Show it closer'}).click();
+    await page.getByLabel('Reason', {exact: true}).selectOption('-1');
+    await page.evaluate(() => new Promise((done) => { requestAnimationFrame(() => requestAnimationFrame(done)); }));
+    await page.screenshot({path: join(folder, 'timeline.png')});
+    await takeAll({timeline: page});
+  } finally {
+    await endAll(browser, files);
+  }
+});
+
+test('PicturesOfTheClass_AreMade', async () => {
   const host = await Host.start({VDIPC_WINE_LOCALE: 'zh_CN.UTF-8'});
   const browser = await Browser.start();
   let desk;
@@ -43,18 +78,7 @@ test('Pictures_AreMade', async () => {
     }
     await classroom.screenshot({path: join(folder, 'classroom.png')});
     await teacher.screenshot({path: join(folder, 'teacher.png')});
-    if (process.env.VDIPC_PICTURES_ALL) {
-      for (const [name, page] of Object.entries({classroom, teacher})) {
-        for (const colorScheme of ['light', 'dark']) {
-          for (const width of [1280, 390]) {
-            await page.emulateMedia({colorScheme, reducedMotion: 'reduce'});
-            await page.setViewportSize({width, height: 860});
-            await page.waitForTimeout(300);
-            await page.screenshot({path: join(folder, `${name}-${colorScheme}-${width}.png`), fullPage: true});
-          }
-        }
-      }
-    }
+    await takeAll({classroom, teacher});
   } finally {
     await endAll(desk, browser, host);
   }

@@ -2,6 +2,7 @@
 
 #include "tools/vdlog/KnownLines.h"
 #include "tools/vdlog/Messages.h"
+#include "tools/vdlog/Platform.h"
 
 #include <algorithm>
 #include <limits>
@@ -94,6 +95,15 @@ void AddChartOptions(CLI::App& app, Options& options) {
     AddKeypadOption(app, options);
     AddCustomOption(app, options);
     AddTimeOptions(app, options);
+}
+
+std::vector<std::string> NamesOfLogs(const Options& options, const Text& text) {
+    std::vector<std::string> names;
+    for (const std::string& file : options.files) {
+        const std::u8string name = PathOf(file).filename().u8string();
+        names.push_back(file == "-" ? "standard input" : text.Private(std::string(name.begin(), name.end())));
+    }
+    return names;
 }
 
 Chart::Chart(const Options& options, const Text& text, std::size_t most)

@@ -216,11 +216,8 @@ private:
     }
 
     void WriteHead() {
-        std::vector<std::string> files;
-        for (const std::string& file : options_.files) {
-            files.push_back(file == "-" ? "standard input" : text_.Private(file));
-        }
-        std::string head = "{\"form\":1,\"files\":" + JsonList(files) + ",\"narrowed\":";
+        std::string head =
+            "{\"form\":1,\"files\":" + JsonList(NamesOfLogs(options_, text_)) + ",\"narrowed\":";
         AppendJsonString(head, NarrowedTo(options_, text_));
         head += std::string(",\"redacted\":") + (text_.Redacts() ? "true" : "false") +
                 ",\"begin\":" + std::to_string(begin_) + ",\"end\":" + std::to_string(end_) +

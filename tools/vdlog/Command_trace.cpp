@@ -47,11 +47,10 @@ private:
 
 class TraceWriter {
 public:
-    TraceWriter(const Chart& chart, const Options& options, const Text& text, std::ostream& out)
-        : chart_(chart), text_(text), several_(options.files.size() > 1), out_(out), threads_(chart.Lanes()) {
-    }
+    TraceWriter(const Chart& chart, const Options& options, std::ostream& out)
+        : chart_(chart), several_(options.files.size() > 1), out_(out), threads_(chart.Lanes()) {}
 
-    void Write(const std::vector<std::string>& files) {
+    void Write(const std::vector<std::string>& logs) {
         std::vector<std::size_t> rows;
         for (const Thing& thing : chart_.Things()) {
             rows.push_back(thing.is_span ? threads_.Place(thing) : 0);
@@ -65,14 +64,13 @@ public:
         for (std::size_t lane = 0; lane < chart_.Lanes().size(); ++lane) {
             first_of_.push_back(first_of_.back() + threads_.Rows(lane));
         }
-        std::string head =
-            "{\"displayTimeUnit\":\"ms\",\"otherData\":{\"begins\":\"" + IsoTimeText(begin_) + "\",\"logs\":";
-        std::string names;
-        for (const std::string& file : files) {
-            names += (names.empty() ? "" : ", ") + text_.Private(file);
+        std::string head = "{\"displayTimeUnit\":\"ms\",\"otherData\":{\"begins\":\"" + IsoTimeText(begin_) +
+                           "\",\"logs\":[";
+        for (const std::string& name : logs) {
+            head += head.back() == '[' ? "" : ",";
+            AppendJsonString(head, name);
         }
-        AppendJsonString(head, names);
-        out_ << head << "},\"traceEvents\":[";
+        out_ << head << "]},\"traceEvents\":[";
         WriteNames();
         for (std::size_t i = 0; i < rows.size(); ++i) {
             WriteThing(chart_.Things()[i], rows[i]);
@@ -154,7 +152,6 @@ private:
     }
 
     const Chart& chart_;
-    const Text& text_;
     bool several_;
     std::ostream& out_;
     Threads threads_;
@@ -176,7 +173,7 @@ int RunTrace(const Options& options, std::ostream& out) {
     chart.Follow(story);
     ReadLogs(options.files, story);
     chart.Finish();
-    TraceWriter(chart, options, text, file.Stream()).Write(options.files);
+    TraceWriter(chart, options, file.Stream()).Write(NamesOfLogs(options, text));
     file.Finish();
     if (!file.IsStandard()) {
         out << options.output << ": " << chart.Things().size() << " things on " << chart.Lanes().size()

@@ -1,6 +1,6 @@
 // What the tests of the pages stand on: a real host with the real library under Wine, clients, and a browser.
 import {spawn} from 'node:child_process';
-import {existsSync, linkSync, mkdirSync, mkdtempSync, readFileSync, rmSync, writeFileSync} from 'node:fs';
+import {existsSync, linkSync, mkdirSync, mkdtempSync, readdirSync, readFileSync, rmSync, writeFileSync} from 'node:fs';
 import {createServer} from 'node:net';
 import {join} from 'node:path';
 import {chromium} from 'playwright-core';
@@ -129,6 +129,44 @@ export class Host {
   }
 }
 
+/// Runs a program to its end, and gives what it wrote.
+async function run(name, args) {
+  const program = new Program([join(bin, name), ...args], {});
+  program.process.stdin.end();
+  const code = await program.ended;
+  if (code !== 0) {
+    throw new Error(`${name} ended with ${code}: ${program.output}`);
+  }
+  return program.output;
+}
+
+/// A folder that goes with `end`.
+export class Folder {
+  constructor() {
+    mkdirSync(work, {recursive: true});
+    this.path = mkdtempSync(join(work, 'files-'));
+  }
+
+  file(name) {
+    return join(this.path, name);
+  }
+
+  /// What vdlog says; names of files that begin with this folder's path are Windows' then.
+  vdlog(...args) {
+    return run('vdlog.exe', args.map((arg) => (arg.startsWith(this.path) ? windowsPath(arg) : arg)));
+  }
+
+  /// Plays a lesson with the real library, and gives the path of its log.
+  async play(lesson) {
+    await run('vdlesson.exe', [windowsPath(join(root, 'lessons', lesson)), '--directory', windowsPath(this.path)]);
+    return this.file(readdirSync(this.path).find((name) => /^vote_deck\..*\.log$/.test(name)));
+  }
+
+  end() {
+    rmSync(this.path, {recursive: true, force: true});
+  }
+}
+
 /// vdclient as a console: commands in, events out.
 export class Console {
   constructor() {
@@ -200,7 +238,7 @@ export class Browser {
     page.on('pageerror', (error) => complain(String(error.stack ?? error)));
     page.on('console', (message) => ['error', 'warning'].includes(message.type()) && complain(message.text()));
     page.on('request', (request) => {
-      if (!/^(data:|blob:|http:\/\/127\.0\.0\.1:)/.test(request.url())) {
+      if (!/^(data:|blob:|file:|http:\/\/127\.0\.0\.1:)/.test(request.url())) {
         complain(`asked somebody else: ${request.url()}`);
       }
     });

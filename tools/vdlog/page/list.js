@@ -33,6 +33,7 @@ export class Found {
   /// Behind a change of the filter; what was chosen stays so where it is still there.
   refill(chosen) {
     this.#at = this.things.indexOf(chosen);
+    this.inner.style.height = `${this.things.length * ENTRY}px`;
     this.list.scrollTop = Math.max(0, this.#at) * ENTRY;
     this.draw();
   }

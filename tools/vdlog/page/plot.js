@@ -19,8 +19,6 @@ export class Plot {
   #dragged = 0;
   #labels = new Map();
   #places = [];          // {lane or group, top, height}, from top to bottom
-  #height = 0;
-  #drawn = 0;
 
   /// `choose` is told what was clicked, null for nothing; `step` to go on in the list.
   constructor(log, view, choose, step) {
@@ -71,7 +69,6 @@ export class Plot {
       this.#places.push({lane, top, height});
       top += height;
     }
-    this.#height = top;
     this.inner.style.height = `${top}px`;
     if (this.#lane?.hidden) {
       this.#lane = null;
@@ -100,11 +97,6 @@ export class Plot {
     this.draw();
   }
 
-  /// How many shapes the last picture took; what tests ask for.
-  get drawn() {
-    return this.#drawn;
-  }
-
   get gutter() {
     return this.element.clientWidth < 560 ? 92 : 156;
   }
@@ -119,7 +111,6 @@ export class Plot {
       return;
     }
     this.view.width = width - gutter;
-    this.#drawn = 0;
     this.#drawAxis(width, gutter);
     const context = prepare(this.canvas, width, height);
     const scrolled = this.scroller.scrollTop;
@@ -147,6 +138,9 @@ export class Plot {
     this.element.classList.toggle('plot-narrow', gutter < 100);
     this.labels.style.width = `${gutter}px`;
     this.labels.style.height = `${height}px`;
+    const bottom = this.#places.length > 0 ? this.#places.at(-1).top + this.#places.at(-1).height : 0;
+    context.fillStyle = this.colours.panel;
+    context.fillRect(gutter, bottom, width - gutter, Math.max(0, scrolled + height - bottom));
     context.restore();
     if (this.#chosen) {
       const x = gutter + this.view.x(this.#chosen.begin);
@@ -219,7 +213,6 @@ export class Plot {
         return;
       }
       seen = key;
-      ++this.#drawn;
       context.globalAlpha = log.dim[span.index] ? 0.25 : 1;
       const y = top + (lane.rows > 1 ? 2 + span.row * ROW_HEIGHT : 0);
       drawSpan(context, colours, span, gutter + from, y, to - from, rowHeight);
@@ -276,7 +269,6 @@ export class Plot {
       const {thing, x} = shown[i];
       const free = Math.min(x - (shown[i - 1]?.x ?? -Infinity), (shown[i + 1]?.x ?? Infinity) - x);
       const size = free > 19 && lane.isKeypad ? (thing.stateName === 'silent' ? 9 : 8) : thing.stateName === 'silent' ? 5 : 4;
-      ++this.#drawn;
       context.globalAlpha = log.dim[thing.index] ? 0.25 : 1;
       drawMoment(context, this.colours, thing.stateName === 'plain' && !lane.isKeypad ? 'neutral' : thing.stateName, gutter + x, y,
         size, thing.label);

@@ -21,6 +21,7 @@ export const texts = {
   zoomIn: 'Zoom in',
   zoomOut: 'Zoom out',
   whole: 'Whole',
+  range: (day, begin, end) => `${day}, ${begin} to ${end}`,
   previous: 'Previous',
   next: 'Next',
   plot: 'Lanes',

@@ -1,5 +1,5 @@
 // A log on one page: lanes to look at, a list of what stands out, and the lines behind each thing.
-import {h, button, choice, field, setText} from '/common/dom.js';
+import {h, button, choice, field, setText, oncePerFrame} from '/common/dom.js';
 import {texts} from './texts.js';
 import {Log, dateText, timeText} from './log.js';
 import {View} from './view.js';
@@ -13,8 +13,9 @@ const log = new Log(JSON.parse(document.getElementById('log').textContent));
 let chosen = null;
 
 const view = new View(log.duration, () => {
-  plot?.draw();
-  overview?.draw();
+  plot.draw();
+  overview.draw();
+  tellRange();
 });
 const plot = new Plot(log, view, (thing, reveal = false) => choose(thing, reveal), (way) => found.step(way, chosen));
 const overview = new Overview(log, view, plot);
@@ -81,6 +82,13 @@ runBox.addEventListener('change', () => {
   }
 });
 
+/// Which stretch of time the lanes show.
+const range = h('p', {class: 'range'});
+const tellRange = oncePerFrame(() => {
+  const [begin, end] = view.shown.map((time) => timeText(log.origin + time));
+  setText(range, texts.range(dateText(log.origin + view.shown[0]), begin, end));
+});
+
 /// A picture of each mark beside its words.
 function legend() {
   const marks = Object.entries(texts.marks).map(([name, words]) => {
@@ -120,7 +128,8 @@ document.body.append(
         h('div', {class: 'buttons'},
           button(texts.zoomIn, () => view.zoom(0.5)),
           button(texts.zoomOut, () => view.zoom(2)),
-          button(texts.whole, () => view.showAll()))),
+          button(texts.whole, () => view.showAll())),
+        range),
       overview.element,
       plot.element,
       log.things.length === 0 && h('p', {}, texts.empty),
@@ -144,3 +153,4 @@ for (const query of ['(prefers-color-scheme: dark)', '(prefers-contrast: more)']
 }
 marks.draw();
 tell();
+tellRange();

@@ -19,6 +19,11 @@ export class View {
     return this.end - this.begin;
   }
 
+  /// The part of it that lies in the log.
+  get shown() {
+    return [Math.max(0, this.begin), Math.min(this.duration, this.end)];
+  }
+
   get isWhole() {
     return this.length >= this.duration + 2 * this.room - 1e-6;
   }
