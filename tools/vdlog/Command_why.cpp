@@ -134,10 +134,10 @@ private:
     }
 
     std::string Nothing(const Reasons::Counts& totals) const {
-        if (!keypad_met_) {
+        if (!options_.keypad.empty() && !keypad_met_) {
             return "Keypad " + text_.Device(options_.keypad) + " isn't named in this log.\n";
         }
-        if (!custom_met_) {
+        if (options_.has_custom && !custom_met_) {
             return "No question in this log has the \"custom\" \"" + text_.Name(options_.custom) + "\".\n";
         }
         if (narrow_.IsWide()) {

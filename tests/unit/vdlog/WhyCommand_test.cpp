@@ -60,6 +60,10 @@ TEST(WhyCommand, Json_HoldsEveryFinding) {
 }
 
 TEST(WhyCommand, WhatTheLogDoesNotHave_IsSaid) {
+    LogText bare;
+    bare.Start().Line("IpcHandler::TaskLoop:124 task loop end");
+    EXPECT_NE(Vdlog({"why"}, bare.Text()).out.find("No press and no recording is in this log."),
+              std::string::npos);
     LogText log = ReadyStation();
     log.StationLogon("2");
     EXPECT_EQ(Vdlog({"why"}, log.Text() + "").out.find("No press and no recording is in this log."),
