@@ -90,13 +90,14 @@ private:
     }
 
     void WriteName(const std::string& what, const std::string& where, const std::string& name) {
-        std::string line = "{\"ph\":\"M\",\"name\":\"" + what + "\"," + where + ",\"args\":{\"name\":";
+        std::string line = "{\"ph\":\"M\",\"cat\":\"__metadata\",\"ts\":0,\"name\":\"" + what + "\"," +
+                           where + ",\"args\":{\"name\":";
         AppendJsonString(line, name);
         WriteLine(line + "}}");
     }
 
     void WriteSortIndex(const std::string& what, const std::string& where, std::size_t index) {
-        WriteLine("{\"ph\":\"M\",\"name\":\"" + what + "\"," + where +
+        WriteLine("{\"ph\":\"M\",\"cat\":\"__metadata\",\"ts\":0,\"name\":\"" + what + "\"," + where +
                   ",\"args\":{\"sort_index\":" + std::to_string(index) + "}}");
     }
 

@@ -245,11 +245,12 @@ void CheckEvent(const Json::Value& event) {
     EXPECT_TRUE(event["name"].isString() && !event["name"].asString().empty()) << event;
     EXPECT_TRUE(event["pid"].isIntegral() && event["tid"].isIntegral()) << event;
     EXPECT_TRUE(event["args"].isObject()) << event;
+    // Of names too: not every reader does without.
+    EXPECT_TRUE(event["ts"].isIntegral() && event["ts"].asInt64() >= 0) << event;
+    EXPECT_TRUE(event["cat"].isString()) << event;
     if (kind == "M") {
         return;
     }
-    EXPECT_TRUE(event["ts"].isIntegral() && event["ts"].asInt64() >= 0) << event;
-    EXPECT_TRUE(event["cat"].isString()) << event;
     EXPECT_FALSE(event["args"]["sentence"].asString().empty()) << event;
     EXPECT_GE(event["args"]["lines"].size(), 1U) << event;
     if (kind == "X") {
