@@ -223,6 +223,7 @@ TEST_F(WhySystem, SpeechServicesThatRefuse_AreNotGuessedAt) {
 }
 
 TEST_F(WhySystem, MessagesThatCannotBeDecoded_AreToldApart) {
+    log_is_uncut_ = false;
     const std::string hi = R"({"command":"hi","device":"1","arguments":)";
     const std::vector<std::pair<std::string, std::string>> bad = {
         {"", "it has no text"},

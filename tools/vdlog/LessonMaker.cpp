@@ -160,13 +160,39 @@ void LessonMaker::AddUnheard() {
             run_->ended_by_bytes = true;
         } else if (!what.starts_with("answer|")) {
             for (const Heard& heard : waiting) {
-                Note(message ? "a message that never had its turn is left out"
-                             : "a press, a logon or a logoff that never had its turn is left out",
-                     TimeText(heard.time));
+                if (!AddUnheardKey(what, heard)) {
+                    Note(message ? "a message that never had its turn is left out"
+                                 : "a press, a logon or a logoff that never had its turn is left out",
+                         TimeText(heard.time));
+                }
             }
         }
     }
     task_ = Task();
+}
+
+/// A press at the station that waited for a client to the end of the process. It does so again; elsewhere it would have a
+/// turn that it hadn't.
+bool LessonMaker::AddUnheardKey(const std::string& what, const Heard& heard) {
+    const std::string begin = std::to_string(static_cast<int>(LineId::StationKey)) + "|";
+    const std::size_t bar = what.find('|', begin.size());
+    if (run_->ended || run_->client || !what.starts_with(begin) || bar == std::string::npos) {
+        return false;
+    }
+    Task task;
+    task.kind = TaskKind::Key;
+    task.turn = heard.place;
+    task.heard = heard;
+    task.time = heard.time;
+    task.station = true;
+    task.device = what.substr(begin.size(), bar - begin.size());
+    task.key = NumberIn(std::string_view(what).substr(bar + 1));
+    if (!IsKeypad(task.device, true)) {
+        return false;
+    }
+    task_ = task;
+    FinishKey();
+    return true;
 }
 
 void LessonMaker::End() {
@@ -316,6 +342,8 @@ void LessonMaker::OnOtherLine(const LogLine& line, const Reading& reading) {
         break;
     case LineId::ReaderGone:
         client_lost_ = {place_, line.at.time};
+        // "quit" has its turn at the lesson's end.
+        turns_of_client_ = run_->turns - (task_.is_quit && run_->turns > 0 ? 1 : 0);
         break;
     case LineId::TimeoutFired:
         timer_ = {place_, line.at.time};
@@ -366,6 +394,7 @@ void LessonMaker::Finish() {
                          task_.kind == TaskKind::Logon || task_.kind == TaskKind::Logoff;
     if (keypads && !IsKeypad(task_.device, task_.station)) {
         Note("a damaged line about a keypad is passed over", TimeText(task_.time));
+        --run_->turns;
         task_ = Task();
         return;
     }
@@ -527,7 +556,11 @@ void LessonMaker::OnTaskLine(const LogLine& line, const Reading& reading) {
                 task_.heard = client_lost_;
                 task_.time = client_lost_.time;
             }
-            Add("client kill");
+            LessonStep& step = Add("client kill");
+            if (client_lost_.place != 0 && turns_of_client_ > 0) {
+                // What it saw of the library's doings.
+                step.before.push_back("logged 60 x" + std::to_string(turns_of_client_) + " task begin");
+            }
             run_->client = false;
         }
         client_lost_ = Heard();

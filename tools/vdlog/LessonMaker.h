@@ -143,6 +143,7 @@ private:
     void BeginRun(const LogLine& line, std::string_view version);
     void EndRun();
     void AddUnheard();
+    bool AddUnheardKey(const std::string& what, const Heard& heard);
     void OnTaskLine(const LogLine& line, const Reading& reading);
     void OnReceiverLine(const LogLine& line, const Reading& reading);
     void OnKeypadLine(const LogLine& line, const Reading& reading);
@@ -200,7 +201,8 @@ private:
     std::deque<HeardRecording> heard_recordings_;
     std::deque<Heard> link_news_;
     Heard client_lost_;
-    Heard timer_;  // the time-out that fired last
+    std::uint64_t turns_of_client_ = 0;  // when its loss was noticed
+    Heard timer_;                        // the time-out that fired last
 
     // The library, as far as a choice depends on it.
     std::int64_t group_ = -1;

@@ -121,6 +121,7 @@ void LessonMaker::FinishCommand() {
     if (task.is_quit) {
         // It makes no event, and what is behind it comes before the host's end.
         run_->quit = text;
+        --run_->turns;
         return;
     }
     std::vector<std::string> before;

@@ -1,14 +1,53 @@
 #include "tests/system/support/WhyTest.h"
 
+#include "tests/system/support/Replay.h"
 #include "tools/common/WideText.h"
 
 #include <algorithm>
+#include <numeric>
+#include <set>
 
 namespace vdipc::test {
+namespace {
+
+/// Each reason with its keypad, one a line; without those that come by a race of threads, or by the clock.
+std::string ReasonsOf(const std::string& text) {
+    std::multiset<std::string> reasons;
+    const log::Text shown;
+    log::Reasons told(shown, [&reasons](const Finding& finding) {
+        if (finding.reason != Reason::EventLate && finding.reason != Reason::EventLost &&
+            finding.reason != Reason::EventMaybeLost && finding.reason != Reason::NeverRun &&
+            finding.reason != Reason::DeviceInitedAgain) {
+            reasons.insert(std::string(log::NameOf(finding.reason)) + " " + finding.device + "\n");
+        }
+    });
+    log::Story story(told);
+    told.Follow(story);
+    log::LineReader reader(story);
+    reader.Feed(text.data(), text.size());
+    reader.EndFile();
+    story.End();
+    return std::accumulate(reasons.begin(), reasons.end(), std::string());
+}
+
+}  // namespace
 
 WhySystem::WhySystem() {
     environment_["TMP"] = tools::Utf8FromWide(Directory());
     environment_["TEMP"] = environment_["TMP"];
+}
+
+void WhySystem::TearDown() {
+    SystemTest::TearDown();
+    if (HasFailure()) {
+        return;
+    }
+    const std::string log = Log();
+    const Replay replay = PlayAgain(log, Directory(), true);
+    EXPECT_TRUE(replay.equal) << replay.output << "\n" << replay.lesson;
+    if (log_is_uncut_) {
+        EXPECT_EQ(ReasonsOf(replay.log), ReasonsOf(log)) << replay.lesson;
+    }
 }
 
 void WhySystem::Command(TestClient& client, const std::string& command) {

@@ -129,7 +129,9 @@ TEST(LessonCommand, PressWhileNoClientIsThere_ComesBeforeTheNextOne) {
              "enKeyValue=1");
     log.Found("1", false);
     const std::vector<std::string> steps = Steps(LessonOf(Stopped(log)));
+    // It goes when the library has done what it had done by then: the "init" and the logon.
     const std::size_t kill = IndexOf(steps, "client kill");
+    EXPECT_EQ(steps[kill - 1], "logged 60 x2 task begin");
     const std::size_t waits = IndexOf(steps, "logged 60 x2 Connect begin");
     const std::size_t press = IndexOf(steps, "\"key\"");
     const std::size_t next = IndexOf(steps, "logged 30 x2 Connect ConnectNamedPipe success") - 1;
@@ -138,6 +140,24 @@ TEST(LessonCommand, PressWhileNoClientIsThere_ComesBeforeTheNextOne) {
     EXPECT_LT(press, next);
     EXPECT_EQ(steps[next], "client start");
     EXPECT_EQ(steps.back(), "host stop 60");
+}
+
+TEST(LessonCommand, PressThatWaitedToTheProcessesEnd_WaitsAgain) {
+    LogText log;
+    StartedInit(log).StationLogon("1").LoseClient();
+    log.Line("PipeServer::Disconnect:40", LogText::kTaskThread, "Trace");
+    log.Line("PipeServer::Connect:30 Connect begin", LogText::kTaskThread, "Trace");
+    log.Line("VoteDeckObject_RV2::OnKeypadEvent:76 ushDeviceId=1, enKeyValue=9", 0x300, "Info");
+    const std::vector<std::string> steps = Steps(LessonOf(log));
+    const std::size_t press = IndexOf(steps, R"("keypad":1,"key":"G")");
+    EXPECT_LT(IndexOf(steps, "logged 60 x2 Connect begin"), press);
+    EXPECT_LT(press, IndexOf(steps, "host kill"));
+    // Where the host was stopped, it would have a turn.
+    const std::string stopped = LessonOf(Stopped(log));
+    EXPECT_EQ(stopped.find("\"key\":"), std::string::npos) << stopped;
+    EXPECT_NE(stopped.find("1 x a press, a logon or a logoff that never had its turn is left out"),
+              std::string::npos)
+        << stopped;
 }
 
 TEST(LessonCommand, MessagesThatNoLineHolds_AreSentAsTheyCame) {
@@ -181,7 +201,8 @@ TEST(LessonCommand, UsbReceivers_AreKnownByDevicesJsonAndByTheirQuestions) {
     const std::string lesson = LessonOf(Stopped(log));
     EXPECT_NE(lesson.find(R"({"do":"connect","kind":"LW","keypad":5})"), std::string::npos) << lesson;
     EXPECT_NE(lesson.find(R"({"do":"connect","kind":"TQ1","keypad":6})"), std::string::npos) << lesson;
-    EXPECT_NE(lesson.find(R"({"do":"key","kind":"TQ1","keypads":[6,7],"key":"B","recv":3})"), std::string::npos)
+    EXPECT_NE(lesson.find(R"({"do":"key","kind":"TQ1","keypads":[6,7],"key":"B","recv":3})"),
+              std::string::npos)
         << lesson;
     // Keypad 7 is known nowhere.
     EXPECT_NE(lesson.find("# - 1 x several receivers fit a press; one is taken (keypad 7 at"),
