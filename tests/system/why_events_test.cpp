@@ -60,7 +60,7 @@ TEST_F(WhySystem, OlderQuestion_TakesTheSecondKeyToo) {
     Expect(Reason::OlderQuestion, "1", "its event answers the older question",
            {kHeard, "need_send=true", asked + " 0", asked + " 1", "SendMsg"});
     Expect(Reason::OlderQuestion, "1", "took the key: it had answered",
-           {kHeard, "answer_finished=true", asked + " 0"});
+           {kHeard, "answer_finished=true", asked + " 0", asked + " 1", "SendMsg"});
     ExpectNothingElse();
 }
 

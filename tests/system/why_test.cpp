@@ -52,7 +52,8 @@ TEST_F(WhySystem, SilentKeys_HaveTheirReasons) {
     Expect(Reason::NotAsked, "1", "asked nothing", {heard, "found=false"});
     Expect(Reason::AskedBeforeLogon, "2", "\"early\" for all was carried out",
            {heard, "found=false", "cover question", "bConnect=true"});
-    Expect(Reason::NeverLoggedOn, "99", "never logged on", {heard, "found=false"});
+    Expect(Reason::NeverLoggedOn, "99", "never logged on",
+           {heard, "found=false", "cover question record for device 0"});
     Expect(Reason::KeyDoesNotCount, "1", "T doesn't count for single-choice",
            {heard, "question_type=0, enKeyValue=5", "need_send=false"});
     Expect(Reason::AnsweredAlready, "1", "had answered single-choice \"single\" for all already",
@@ -129,7 +130,7 @@ TEST_F(WhySystem, SilentRecordings_HaveTheirReasons) {
     Expect(Reason::RecordingTooShort, "1", "-203", {heard, "audio error", "SendMsg"});
     Expect(Reason::RecordingError, "2", "-202", {heard, "audio error", "SendMsg"});
     Expect(Reason::RecordingFillPattern, "3", "-201", {heard, "CheckAudioData", "audio error", "SendMsg"});
-    Expect(Reason::RecordingInvalid, "9", "wasn't valid", {heard});
+    Expect(Reason::RecordingInvalid, "9", "wasn't valid", {heard, "task begin ushDeviceID="});
     Expect(Reason::NoStems, "5", "no stems", {heard, "stems is empty"});
     Expect(Reason::NoParam, "6", "no parameters", {heard, "param stringify is empty"});
     Expect(Reason::RecordingNotWanted, "7", "takes no recordings",
@@ -238,7 +239,7 @@ TEST_F(WhySystem, OtherReceivers_HaveTheirReasons) {
     Stop();
     Explain();
     Expect(Reason::AskedAtAnotherReceiver, "5", "keypad 5 of RV2; this press came from LW",
-           {"OnKeyEvent:", "found=false", "cover question record for device 5"});
+           {"OnKeyEvent:", "found=false", "cover question record for device 5", "bConnect=true"});
     Expect(Reason::BroughtBack, "6", "brings it back", {"OnKeyEvent:", "has been droped"});
     ExpectNothingElse();
 }

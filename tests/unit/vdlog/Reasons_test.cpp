@@ -218,6 +218,65 @@ TEST(Reasons, ReceiverThatWentDown_IsToldFromSilence) {
     EXPECT_EQ(Only(taken, Reason::ReceiverTakenDown).device, "2");
 }
 
+TEST(Reasons, PressThatIsOvertaken_NeverHadItsTurn) {
+    LogText log = Station();
+    log.Line("VoteDeckObject_RV2::OnKeypadEvent:76 ushDeviceId=2, enKeyValue=1", 0x300, "Info").Pass(4000);
+    log.StationKey("3", 2).Found("3", false);
+    const Finding finding = Only(log, Reason::NeverRun);
+    EXPECT_EQ(finding.device, "2");
+    EXPECT_NE(finding.sentence.find("what was heard after it had its turn"), std::string::npos)
+        << finding.sentence;
+    EXPECT_NE(LinesOf(log, finding).find("task begin ushDeviceId=3"), std::string::npos);
+}
+
+TEST(Reasons, EventThatCannotBeWritten_IsLost) {
+    LogText log = Station();
+    log.StationLogon("2").Ask(AskJson("single-choice", "q1"), "0", {"2"});
+    log.StationKey("2", 2)
+        .Found("2", true)
+        .Finished("2", false)
+        .Filtered(0, 2, true)
+        .KeyEvent("2", "B", "q1");
+    log.Line("PipeIO::Write:55 WriteFile failed, error_code=232", 0x2cd, "Warn");
+    const Finding finding = Only(log, Reason::EventLost);
+    EXPECT_NE(finding.sentence.find("the newest one before was \"key-pressed\" of keypad 2"),
+              std::string::npos)
+        << finding.sentence;
+    EXPECT_NE(LinesOf(log, finding).find("WriteFile failed"), std::string::npos);
+}
+
+TEST(Reasons, EventThatIsNoAnswer_IsLostWithItsClientToo) {
+    LogText log = Station();
+    log.LoseClient().StationLogon("3");
+    log.Event("\t\"device\" : \"3\",\n\t\"event\" : \"activated\",\n\t\"id\" : \"7\"");
+    const Finding finding = Only(log, Reason::EventLost);
+    EXPECT_NE(finding.sentence.find("The event \"activated\" of keypad 3 went out at"), std::string::npos)
+        << finding.sentence;
+    EXPECT_NE(LinesOf(log, finding).find("terminate ReadThread"), std::string::npos);
+    EXPECT_NE(LinesOf(log, finding).find("SendMsg"), std::string::npos);
+}
+
+TEST(Reasons, KeypadThatWasDroppedUnasked_HasToLogOnAgain) {
+    LogText log = Station();
+    log.StationLogon("2").Command(R"({"command":"drop","device":"2"})", "CallDrop");
+    for (int block = 0; block < 5; ++block) {
+        log.Line("VoteDeckObjectBase::HandleDrop:42", LogText::kTaskThread, "Trace");
+        log.Line("VoteDeckObjectBase::EraseTextRevordForDevice:18 device=2", LogText::kTaskThread, "Trace");
+    }
+    log.StationKey("2", 2).Found("2", false);
+    const Finding finding = Only(log, Reason::ClosedByDrop);
+    EXPECT_NE(finding.sentence.find("it had been dropped at"), std::string::npos) << finding.sentence;
+    EXPECT_NE(LinesOf(log, finding).find("EraseTextRevordForDevice"), std::string::npos);
+}
+
+TEST(Reasons, HostThatEndsInACommand_NamesIt) {
+    const LogText log = Station();  // ends behind the event of its "init"
+    const Finding finding = Only(log, Reason::HostEnded);
+    EXPECT_NE(finding.sentence.find("the last task was the command \"init\""), std::string::npos)
+        << finding.sentence;
+    EXPECT_NE(LinesOf(log, finding).find("task begin msg={\"command\":\"init\""), std::string::npos);
+}
+
 TEST(Reasons, HostThatEnded_NamesTheDeviceIdOrTheLength) {
     LogText id = Station();
     id.StationLogon("2").Ask(AskJson("single-choice", "q1", "seven"), "seven");
