@@ -14,7 +14,7 @@
 namespace vdipc::log {
 namespace {
 
-constexpr std::size_t kMostTraced = 2'000'000;
+constexpr std::size_t kMostTraced = 1'000'000;
 
 /// Spans on one thread must not overlap, but may hold one another: each lane has as many threads as that takes.
 class Threads {
