@@ -181,9 +181,11 @@ protected:
 
 private:
     LinesOfALife lines_;
+    std::chrono::steady_clock::time_point life_begin_;
 
     void StartLife() {
         LinesOfALife::Clear();
+        life_begin_ = std::chrono::steady_clock::now();
         requests_ = 0;
         // The station's object outlives a stop, and lets go of its station when the next one takes its place.
         const std::unique_ptr<StormStation> former = std::move(station_);
@@ -240,14 +242,17 @@ private:
 
     void EndLife() {
         client_.reset();
-        // Timers survive the stop, and one that fires behind it posts a task that nobody runs.
+        // Timers survive the stop, and one that fires behind it posts a task that nobody runs; so does the watch over the
+        // station, every ten seconds, that comes beside the stop. Both take a machine that is very busy.
         const std::size_t timers = Access::EvaluatorTimers(handler()).size();
+        const auto watches = static_cast<std::size_t>((std::chrono::steady_clock::now() - life_begin_) /
+                                                      std::chrono::seconds(10));
         Access::EvaluatorTimers(handler()).clear();
         for (auto& [key, request] : Access::EvaluateRequests(handler())) {
             delete[] request.audio_data;
         }
         Access::EvaluateRequests(handler()).clear();
-        EXPECT_LE(Access::QueuedTasks(handler()), timers);
+        EXPECT_LE(Access::QueuedTasks(handler()), timers + watches);
         while (Access::RunOneTask(handler())) {
         }
         for (const auto& [kind, deck] : decks_) {
