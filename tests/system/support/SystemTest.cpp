@@ -178,6 +178,9 @@ SystemTest::SystemTest() {
     // Short enough for the 260 characters of the product's own paths.
     name = name.substr(0, 60) + "." + std::to_string(GetCurrentProcessId());
     directory_ = tools::OwnDirectory() + L"stages\\" + tools::WideFromUtf8(name);
+    // A failed run leaves its files, and process ids come again: its log is none of this run's.
+    std::error_code ignored;
+    std::filesystem::remove_all(std::filesystem::path(directory_), ignored);
     tools::PrepareStage(tools::OwnDirectory(), directory_);
 }
 
