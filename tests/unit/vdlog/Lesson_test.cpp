@@ -105,10 +105,10 @@ TEST(LessonCommand, ClassAtTheStation_BecomesItsSteps) {
 TEST(LessonCommand, OrderIsThatOfTheTurns_NotOfWhatWasHeard) {
     LogText log;
     StartedInit(log).StationLogon("1");
-    // Heard while a question waits for its turn: the press comes behind it in the queue.
+    // Two threads: the press has its line first, the question its place in the queue.
     const std::string ask = R"({"command":"ask","device":"0","type":"general","custom":"q1"})";
-    log.Line("PipeServer::OnPipeDataReceived:61 msg received:" + ask, 0x2cc);
     log.Line("VoteDeckObject_RV2::OnKeypadEvent:76 ushDeviceId=1, enKeyValue=1", 0x300, "Info");
+    log.Line("PipeServer::OnPipeDataReceived:61 msg received:" + ask, 0x2cc);
     log.Line("IpcHandler::RouteMessage:78 task begin msg=" + ask);
     log.Line("VoteDeckObject_RV2::OnKeypadEvent::<lambda>::operator ():78 task begin ushDeviceId=1, "
              "enKeyValue=1");
