@@ -17,7 +17,7 @@ std::string ReasonsOf(const std::string& text) {
     log::Reasons told(shown, [&reasons](const Finding& finding) {
         if (finding.reason != Reason::EventLate && finding.reason != Reason::EventLost &&
             finding.reason != Reason::EventMaybeLost && finding.reason != Reason::NeverRun &&
-            finding.reason != Reason::DeviceInitedAgain) {
+            finding.reason != Reason::NoPress && finding.reason != Reason::DeviceInitedAgain) {
             reasons.insert(std::string(log::NameOf(finding.reason)) + " " + finding.device + "\n");
         }
     });
