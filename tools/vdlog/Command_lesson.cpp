@@ -2,21 +2,18 @@
 #include "tools/vdlog/Commands.h"
 #include "tools/vdlog/Input.h"
 #include "tools/vdlog/LessonMaker.h"
-#include "tools/vdlog/Platform.h"
+#include "tools/vdlog/Output.h"
 #include "tools/vdlog/Text.h"
 
 #include <CLI/CLI.hpp>
 
-#include <fstream>
 #include <ostream>
-#include <sstream>
-#include <stdexcept>
 
 namespace vdipc::log {
 namespace {
 
 void AddLessonOptions(CLI::App& app, Options& options) {
-    app.add_option("-o,--output", options.output, "the lesson's file; \"-\" is standard output")->required();
+    AddOutputOption(app, options, "the lesson's file; \"-\" is standard output");
     app.add_flag("--fast", options.fast, "leaves out the waits that nothing depends on");
     app.footer(
         "vdlesson plays the lesson with the real library in the SIMULATED classroom, and leaves a log of its "
@@ -32,21 +29,14 @@ void AddLessonOptions(CLI::App& app, Options& options) {
 
 int RunLesson(const Options& options, std::ostream& out) {
     const Text text(options.encoding, options.redact);
+    OutputFile file(options, out);
     LessonMaker maker(text, options.fast);
     ReadLines(options.files, maker);
     maker.End();
-    // Whole before anything is written: a lesson that can't be made leaves a former one alone.
-    std::ostringstream lesson;
-    const std::uint64_t steps = maker.Write(lesson, options.files);
-    if (options.output == "-") {
-        out << lesson.str();
+    const std::uint64_t steps = maker.Write(file.Stream(), options.files);
+    file.Finish();
+    if (file.IsStandard()) {
         return kDone;
-    }
-    std::ofstream file(PathOf(options.output), std::ios::binary | std::ios::trunc);
-    file << lesson.str();
-    file.close();
-    if (!file) {
-        throw std::runtime_error("can't write " + options.output);
     }
     out << options.output << ": " << steps << " steps\n";
     for (const std::string& note : maker.Notes()) {

@@ -24,15 +24,21 @@ OutputFile::OutputFile(const Options& options, std::ostream& standard)
     if (name_.empty() || std::filesystem::is_directory(path_, error)) {
         throw std::runtime_error("can't write \"" + name_ + "\": that is no name of a file");
     }
-    for (const std::string& log : options.files) {
-        if (log != "-" && std::filesystem::equivalent(PathOf(log), path_, error) && !error) {
-            throw std::runtime_error("can't write " + name_ + ": it is the log that is read");
-        }
-    }
     part_ = path_;
     // A device is written as it is.
     if (!std::filesystem::exists(path_, error) || std::filesystem::is_regular_file(path_, error)) {
         part_ += ".part";
+    }
+    for (const std::string& log : options.files) {
+        const auto is = [&log](const std::filesystem::path& path) {
+            std::error_code absent;
+            return std::filesystem::equivalent(PathOf(log), path, absent) && !absent;
+        };
+        if (log != "-" && (is(path_) || is(part_))) {
+            throw std::runtime_error("can't write " + name_ + ": " +
+                                     (is(path_) ? "it" : "what it is first written to") +
+                                     " is the log that is read");
+        }
     }
     file_.open(part_, std::ios::binary);
     if (!file_.is_open()) {

@@ -6,8 +6,10 @@
 #include <gtest/gtest.h>
 
 #include <algorithm>
+#include <filesystem>
 #include <sstream>
 #include <string>
+#include <system_error>
 #include <vector>
 
 namespace vdipc::log::test {
@@ -358,6 +360,46 @@ TEST(LessonCommand, BadWordsOrPlace_GiveTwo) {
     const Printed nowhere = Vdlog({"lesson", "-o", "/no/such/folder/x.lesson"}, log.Text());
     EXPECT_EQ(nowhere.code, 2);
     EXPECT_NE(nowhere.error.find("can't write"), std::string::npos) << nowhere.error;
+    EXPECT_NE(nowhere.error.find("is its folder there"), std::string::npos) << nowhere.error;
+}
+
+TEST(LessonCommand, OntoTheLogThatIsRead_IsRefused) {
+    LogText log;
+    StartedInit(log);
+    const Folder folder;
+    const std::string name = folder.Write("x.log", log.Text());
+    std::error_code none;  // a system may not allow a link
+    std::vector<std::string> others{name, folder.Name("./x.log")};
+    std::filesystem::create_hard_link(name, folder.Name("hard.log"), none);
+    if (!none) {
+        others.push_back(folder.Name("hard.log"));
+    }
+    std::filesystem::create_symlink(name, folder.Name("soft.log"), none);
+    if (!none) {
+        others.push_back(folder.Name("soft.log"));
+    }
+    for (const std::string& other : others) {
+        const Printed printed = RunVdlog({"lesson", name, "-o", other});
+        EXPECT_EQ(printed.code, 2) << other;
+        EXPECT_NE(printed.error.find("it is the log that is read"), std::string::npos) << printed.error;
+        EXPECT_EQ(folder.Read("x.log"), log.Text()) << other;
+    }
+    EXPECT_EQ(folder.Files(), others.size() - 1);
+    // A lesson that isn't whole yet stands beside its place; that mustn't be the log either.
+    const std::string part = folder.Write("y.part", log.Text());
+    EXPECT_EQ(RunVdlog({"lesson", part, "-o", folder.Name("y")}).code, 2);
+    EXPECT_EQ(folder.Read("y.part"), log.Text());
+}
+
+TEST(LessonCommand, LessonThatCantBeMade_LeavesTheFormerOne) {
+    const Folder folder;
+    LogText middle;
+    middle.StationLogon("1");
+    const std::string name = folder.Write("x.log", middle.Text());
+    const std::string lesson = folder.Write("x.lesson", "former");
+    EXPECT_EQ(RunVdlog({"lesson", name, "-o", lesson}).code, 2);
+    EXPECT_EQ(folder.Read("x.lesson"), "former");
+    EXPECT_EQ(folder.Files(), 2U);
 }
 
 }  // namespace
