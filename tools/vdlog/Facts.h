@@ -192,7 +192,7 @@ enum class FactKind : std::uint8_t {
     MessageReceived,  // text
     CommandBegin,     // command; text
     CommandEnd,       // command, now with what became of it
-    EventSent,        // text: styled JSON; number: 1 where no client is there to get it
+    EventSent,        // text: styled JSON; number: 1 where it is known that no client was there to get it
     Ping,             // of the client
     DeviceInited,  // behind its EventSent; number: 0 by "init", 1 a receiver changed, 2 the station is still down
     EventUnwritten,  // a write that failed: the client didn't get an event

@@ -731,7 +731,9 @@ bool Reasons::TellNextClient(Finding& finding, const std::string& subject, const
     finding.event = true;
     finding.sentence = subject;
     if (!client_lost_.IsSet()) {
-        finding.sentence += ", while no client was connected";
+        // Where the log begins later, an earlier one may have been there.
+        finding.sentence +=
+            story_ == nullptr || story_->RunIsWhole() ? ", while no client was connected" : "";
     } else if (Later(heard, client_lost_)) {
         finding.sentence +=
             ", while no client was connected (the former one was lost at " + At(client_lost_) + ")";

@@ -46,7 +46,7 @@ void Story::BeginRun(const LogLine& line, std::string_view version) {
         state = ReceiverState();
     }
     objects_made_ = 0;
-    client_ = Client::None;
+    client_ = run_is_whole_ ? Client::None : Client::Unknown;
     reader_thread_ = 0;
     checking_.clear();
     command_.reset();
@@ -273,7 +273,7 @@ void Story::OnOtherLine(const LogLine& line, const Reading& reading) {
         OnMessage(line, reading.values[0]);
         break;
     case LineId::ReaderGone:
-        if (client_ == Client::Connected) {
+        if (client_ == Client::Connected || client_ == Client::Unknown) {
             client_ = Client::Lost;
             Emit(FactKind::ClientLost, line.at);
         }
@@ -282,10 +282,7 @@ void Story::OnOtherLine(const LogLine& line, const Reading& reading) {
         Emit(FactKind::EventUnwritten, line.at);
         break;
     case LineId::Disconnect:
-        if (client_ != Client::None) {
-            client_ = Client::None;
-            Emit(FactKind::ClientGone, line.at);
-        }
+        TakeClientDown(line.at);
         break;
     case LineId::ReceiverLink: {
         Fact fact;
@@ -300,6 +297,7 @@ void Story::OnOtherLine(const LogLine& line, const Reading& reading) {
         OnEventSent(line, reading.values[0]);
         break;
     case LineId::Ping:
+        client_ = client_ == Client::Unknown ? Client::Connected : client_;
         Emit(FactKind::Ping, line.at);
         break;
     default:
@@ -432,6 +430,7 @@ void Story::OnTaskLine(const LogLine& line, const Reading& reading) {
     // Clients
     case LineId::ConnectBegin:
         Begin(Task::Other);
+        client_ = client_ == Client::Unknown ? Client::None : client_;
         Emit(FactKind::ClientWaiting, line.at);
         return;
     case LineId::ConnectSuccess:
@@ -440,10 +439,7 @@ void Story::OnTaskLine(const LogLine& line, const Reading& reading) {
         return;
     case LineId::Disconnect:
         Begin(Task::Other);
-        if (client_ != Client::None) {
-            client_ = Client::None;
-            Emit(FactKind::ClientGone, line.at);
-        }
+        TakeClientDown(line.at);
         return;
     case LineId::TaskLoopEnd:
         EndTask();
@@ -554,10 +550,18 @@ void Story::OnTaskLine(const LogLine& line, const Reading& reading) {
 
 // ---- clients and commands -------------------------------------------------------------------------------------------
 
+void Story::TakeClientDown(const Mark& at) {
+    const Client former = std::exchange(client_, Client::None);
+    // A pipe is taken down without a client too, so that tells nothing of one.
+    if (former == Client::Connected || former == Client::Lost) {
+        Emit(FactKind::ClientGone, at);
+    }
+}
+
 void Story::OnMessage(const LogLine& line, std::string_view text) {
     reader_thread_ = line.thread;
     last_.reader_silent = true;
-    if (client_ == Client::None) {
+    if (client_ == Client::None || client_ == Client::Unknown) {
         client_ = Client::Connected;  // the log begins later
     }
     received_.push_back({line.at, HashOfMessage(text)});
@@ -833,11 +837,11 @@ void Story::OnEventSent(const LogLine& line, std::string_view text) {
     fact.kind = FactKind::EventSent;
     fact.at = line.at;
     fact.text = text;
-    fact.number = client_ == Client::Connected ? 0 : 1;
+    fact.number = client_ == Client::Connected || client_ == Client::Unknown ? 0 : 1;
     if (task_ == Task::Press && need_send_ == 1) {
         press_.event = line.at;
         press_.lines.Add(line.at);
-        press_.client_lost = client_ != Client::Connected;
+        press_.client_lost = fact.number == 1;
         press_.outcome = Outcome::Event;
         Emit(fact);
         EndTask();

@@ -106,6 +106,7 @@ private:
     void Begin(Task task);
 
     // Commands
+    void TakeClientDown(const Mark& at);
     void OnMessage(const LogLine& line, std::string_view text);
     void BeginCommand(const LogLine& line, std::string_view text);
     void BeginBlock();
@@ -169,7 +170,8 @@ private:
     int initialized_ = 0;   // USB receivers since "init"
     Receiver initializing_ = Receiver::None;
 
-    enum class Client : std::uint8_t { None, Connected, Lost } client_ = Client::None;
+    // Unknown where the log begins in a run, until a line tells of a client.
+    enum class Client : std::uint8_t { None, Connected, Lost, Unknown } client_ = Client::None;
     std::uint32_t reader_thread_ = 0;
 
     Task task_ = Task::None;

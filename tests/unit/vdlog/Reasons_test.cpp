@@ -90,6 +90,42 @@ TEST(Reasons, LogThatBeginsLater_ClaimsNoMissingLogon) {
     EXPECT_NE(finding.sentence.find("before the log begins"), std::string::npos) << finding.sentence;
 }
 
+TEST(Reasons, LogThatBeginsLater_CallsNoEventLostWithoutProof) {
+    LogText log;
+    const auto answer = [&log](const std::string& device) {
+        log.StationKey(device, 2).Found(device, true).Finished(device, false).Filtered(0, 2, true);
+        log.KeyEvent(device, "B", "q1");
+    };
+    answer("1");
+    EXPECT_TRUE(std::ranges::none_of(Explain(log), [](const Finding& finding) { return finding.event; }));
+    EXPECT_EQ(Vdlog({"summary"}, log.Text()).out.find("no client was there"), std::string::npos);
+    EXPECT_EQ(Vdlog({"pipe"}, log.Text()).out.find(R"("lost":true)"), std::string::npos);
+    // Its loss proves that it was there, and that it isn't any more.
+    log.Pass(1000).LoseClient();
+    answer("2");
+    EXPECT_EQ(Only(log, Reason::EventLost).device, "2");
+    EXPECT_NE(Vdlog({"summary"}, log.Text()).out.find("2; 1 while no client was there"), std::string::npos);
+    EXPECT_NE(Vdlog({"pipe"}, log.Text()).out.find(R"("lost":true)"), std::string::npos);
+}
+
+TEST(Reasons, LogThatBeginsLater_KnowsItsClientByALine) {
+    for (const char* const line :
+         {"IpcHandler::OnIpcPingreceived:70", "PipeServer::OnPipeDataReceived:61 msg received:{}"}) {
+        LogText log;
+        log.Line(line, 0x2cc).Line("PipeServer::Disconnect:80").StationLogon("3");
+        log.Event("\t\"device\" : \"3\",\n\t\"event\" : \"activated\",\n\t\"id\" : \"7\"");
+        EXPECT_EQ(Only(log, Reason::EventLost).device, "3") << line;
+    }
+    // A wait for a client: nobody is there, and what was heard before may have been for a former one.
+    LogText log;
+    log.Line("VoteDeckObject_RV2::OnKeypadEvent:76 ushDeviceId=1, enKeyValue=2", 0x300, "Info").Client();
+    log.Line(
+        "VoteDeckObject_RV2::OnKeypadEvent::<lambda>::operator ():78 task begin ushDeviceId=1, enKeyValue=2");
+    log.Found("1", true).Finished("1", false).Filtered(0, 2, true).KeyEvent("1", "B", "q1");
+    const Finding finding = Only(log, Reason::NextClient);
+    EXPECT_EQ(finding.sentence.find("no client"), std::string::npos) << finding.sentence;
+}
+
 TEST(Reasons, IgnoredAsk_IsTheReasonOfThePress) {
     LogText log = Station();
     log.StationLogon("2").Command(AskJson("single-choice", "q1"), "CallAsk");
