@@ -163,7 +163,7 @@ private:
 };
 
 void AddKeypadOptions(CLI::App& app, Options& options) {
-    app.add_option("N", options.keypad, "the keypad's number")->required();
+    app.add_option("N", options.keypad, "the keypad's number")->required()->check(IsNotEmpty());
     AddTimeOptions(app, options);
     app.add_flag("--json", options.json, "as one JSON object");
 }

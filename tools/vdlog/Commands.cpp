@@ -1,18 +1,44 @@
 #include "tools/vdlog/Commands.h"
 
 #include "tools/vdlog/Input.h"
+#include "tools/vdlog/Narrow.h"
 #include "tools/vdlog/Platform.h"
 
 #include <CLI/CLI.hpp>
 
 #include <algorithm>
+#include <cerrno>
 #include <exception>
 #include <map>
 #include <ostream>
 #include <string>
+#include <system_error>
 #include <vector>
 
 namespace vdipc::log {
+namespace {
+
+/// The exit code, once all that was printed has been taken. A reader that has gone, as "head", wants no words.
+int Printed(int code, std::ostream& out, std::ostream& error) {
+    out.flush();
+    if (out) {
+        return code;
+    }
+    // Who wrote doesn't say what was wrong, and a byte more does.
+    out.clear();
+    errno = 0;
+    out.put('\n').flush();
+    const int reason = errno;
+    if (IsClosedPipe(reason)) {
+        return code;
+    }
+    error << "vdlog: can't write all of the output"
+          << (reason != 0 ? ": " + std::generic_category().message(reason) : "; the disk may be full")
+          << std::endl;
+    return kFailed;
+}
+
+}  // namespace
 
 std::span<const CommandEntry* const> AllCommands() {
     static constexpr const CommandEntry* kAll[] = {&kSummaryCommand, &kWhyCommand,      &kWatchCommand,
@@ -28,7 +54,8 @@ int RunProgram(const std::vector<std::string>& arguments, std::ostream& out, std
                  "vdlog");
     app.require_subcommand(1);
     app.allow_windows_style_options(false);
-    app.footer("Exit codes: 0 done, 1 the logs differ (compare), 2 bad words, or a log that can't be read.\n"
+    app.footer("Exit codes: 0 done, 1 the logs differ (compare), 2 bad words, a log that can't be "
+               "read,\nor output that can't be written.\n"
                "vdlog COMMAND --help has a command's options.");
     std::map<const CLI::App*, std::pair<const CommandEntry*, Options>> options;
     for (const CommandEntry* const entry : AllCommands()) {
@@ -42,9 +69,11 @@ int RunProgram(const std::vector<std::string>& arguments, std::ostream& out, std
         if (command->get_option_no_throw("LOG") == nullptr) {
             command->add_option("LOG", own.files, "log files, in any order")->required();
         }
-        command->add_option(
-            "--encoding", own.encoding,
-            "the active code page of the machine that wrote the log, as 936 or 1252; else guessed");
+        command
+            ->add_option(
+                "--encoding", own.encoding,
+                "the active code page of the machine that wrote the log, as 936 or 1252; else guessed")
+            ->check(IsNotEmpty());
         command->add_flag(
             "--redact", own.redact,
             "replaces texts of questions, stems, recognised words and file paths by their lengths");
@@ -61,15 +90,13 @@ int RunProgram(const std::vector<std::string>& arguments, std::ostream& out, std
     try {
         app.parse(std::vector<std::string>(arguments.rbegin(), arguments.rend()));
     } catch (const CLI::ParseError& problem) {
-        return app.exit(problem, out, error) == 0 ? kDone : kFailed;
+        return Printed(app.exit(problem, out, error) == 0 ? kDone : kFailed, out, error);
     }
     const CLI::App* const chosen = app.get_subcommands().front();
     auto& [entry, own] = options[chosen];
     try {
-        own.files = InOrder(own.files);
-        const int code = entry->run(own, out);
-        out.flush();
-        return code;
+        own.files = InOrder(WithoutRepeats(own.files, error), error);
+        return Printed(entry->run(own, out), out, error);
     } catch (const std::exception& problem) {
         out.flush();
         error << "vdlog: " << problem.what() << std::endl;

@@ -9,6 +9,7 @@
 #include <fstream>
 #include <iostream>
 #include <limits>
+#include <map>
 #include <random>
 #include <stdexcept>
 #include <string_view>
@@ -99,8 +100,28 @@ std::ifstream OpenLog(const std::string& name) {
     return file;
 }
 
-std::vector<std::string> InOrder(const std::vector<std::string>& files) {
+std::vector<std::string> WithoutRepeats(const std::vector<std::string>& files, std::ostream& error) {
+    std::vector<std::string> once;
+    for (const std::string& name : files) {
+        const auto former = std::find_if(once.begin(), once.end(), [&name](const std::string& other) {
+            std::error_code ignored;
+            return name == other || (name != "-" && other != "-" &&
+                                     std::filesystem::equivalent(PathOf(name), PathOf(other), ignored));
+        });
+        if (former == once.end()) {
+            once.push_back(name);
+        } else {
+            error << "vdlog: " << name
+                  << (*former == name ? " is given twice" : " is the same file as " + *former)
+                  << "; it is read once" << std::endl;
+        }
+    }
+    return once;
+}
+
+std::vector<std::string> InOrder(const std::vector<std::string>& files, std::ostream& error) {
     std::vector<std::pair<std::int64_t, std::string>> timed;
+    std::map<std::string, std::string> beginnings;  // with the name of the first that begins so
     for (const std::string& name : files) {
         FirstTime first;
         if (name != "-" && files.size() > 1) {
@@ -110,6 +131,12 @@ std::vector<std::string> InOrder(const std::vector<std::string>& files) {
             LineReader reader(first);
             reader.Feed(bytes.data(), static_cast<std::size_t>(file.gcount()));
             reader.EndFile();
+            bytes.resize(static_cast<std::size_t>(file.gcount()));
+            const auto [same, fresh] = beginnings.emplace(std::move(bytes), name);
+            if (!fresh && first.time != FirstTime().time) {
+                error << "vdlog: " << name << " begins with the same lines as " << same->second
+                      << "; if it is a copy, all that both hold is counted twice" << std::endl;
+            }
         }
         timed.emplace_back(first.time, name);
     }

@@ -6,6 +6,7 @@
 #include "tools/vdlog/Story.h"
 
 #include <fstream>
+#include <iosfwd>
 #include <memory>
 #include <string>
 #include <vector>
@@ -15,9 +16,12 @@ namespace vdipc::log {
 /// Opens a log. Raises std::runtime_error for a directory, and for a file that can't be opened.
 std::ifstream OpenLog(const std::string& name);
 
+/// Each file once, whatever its names; `error` is told of those that are left out.
+std::vector<std::string> WithoutRepeats(const std::vector<std::string>& files, std::ostream& error);
+
 /// The files in the order of their first line's time; those without one keep their places at the end. Standard input is
-/// last. Raises std::runtime_error for a file that can't be opened.
-std::vector<std::string> InOrder(const std::vector<std::string>& files);
+/// last. `error` is told of files that look like copies. Raises std::runtime_error for a file that can't be opened.
+std::vector<std::string> InOrder(const std::vector<std::string>& files, std::ostream& error);
 
 /// Reads all files through, line by line. On a terminal, progress goes to standard error for large ones. Raises
 /// std::runtime_error for a file that can't be read, and for files without any line of a log.

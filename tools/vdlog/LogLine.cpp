@@ -103,6 +103,10 @@ bool ReadTime(std::string_view text, std::int64_t& time, bool& time_of_day) {
             !Take(text, '-') || !TakeNumber(text, 2, day) || month < 1 || month > 12 || day < 1 || day > 31) {
             return false;
         }
+        // A day that its month hasn't is counted into the next one.
+        if (const Date date = DateOf(DaysOf(year, month, day)); date.month != month || date.day != day) {
+            return false;
+        }
         if (text.empty()) {
             time = MillisecondsOf(year, month, day, 0, 0, 0, 0);
             return true;

@@ -11,8 +11,15 @@ constexpr std::int64_t kDayMilliseconds = 24LL * 60 * 60 * 1000;
 
 }  // namespace
 
+CLI::Validator IsNotEmpty() {
+    return {[](const std::string& word) {
+                return std::string(word.empty() ? "it is empty; leave it out, or write something" : "");
+            },
+            ""};
+}
+
 void AddKeypadOption(CLI::App& app, Options& options) {
-    app.add_option("--keypad", options.keypad, "this keypad alone");
+    app.add_option("--keypad", options.keypad, "this keypad alone")->check(IsNotEmpty());
 }
 
 void AddCustomOption(CLI::App& app, Options& options) {
@@ -26,8 +33,9 @@ void AddCustomOption(CLI::App& app, Options& options) {
 }
 
 void AddTimeOptions(CLI::App& app, Options& options) {
-    app.add_option("--from", options.from, "from this time on: 10:15, 10:15:30.250, or \"2026-11-22 10:15\"");
-    app.add_option("--to", options.to, "up to this time");
+    app.add_option("--from", options.from, "from this time on: 10:15, 10:15:30.250, or \"2026-11-22 10:15\"")
+        ->check(IsNotEmpty());
+    app.add_option("--to", options.to, "up to this time")->check(IsNotEmpty());
 }
 
 std::string KeypadNumber(const std::string& text) {

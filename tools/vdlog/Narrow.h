@@ -11,9 +11,13 @@
 
 namespace CLI {
 class App;
-}
+class Validator;
+}  // namespace CLI
 
 namespace vdipc::log {
+
+/// Refuses an option's word that has no letter.
+CLI::Validator IsNotEmpty();
 
 void AddKeypadOption(CLI::App& app, Options& options);
 void AddCustomOption(CLI::App& app, Options& options);

@@ -21,6 +21,9 @@ void PrepareStreams();
 bool IsOutputTerminal();
 bool IsErrorTerminal();
 
+/// Whether a write to standard output that failed with this errno did so because nobody reads on.
+bool IsClosedPipe(int reason);
+
 /// Turns text of one encoding into UTF-8.
 class Converter {
 public:

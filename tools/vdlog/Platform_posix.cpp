@@ -62,6 +62,10 @@ bool IsErrorTerminal() {
     return isatty(STDERR_FILENO) != 0;
 }
 
+bool IsClosedPipe(int reason) {
+    return reason == EPIPE;
+}
+
 std::unique_ptr<Converter> MakeConverter(const std::string& name) {
     const bool number =
         !name.empty() && std::all_of(name.begin(), name.end(), [](char c) { return c >= '0' && c <= '9'; });

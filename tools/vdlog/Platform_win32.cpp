@@ -7,6 +7,7 @@
 #include <shellapi.h>
 
 #include <algorithm>
+#include <cerrno>
 #include <cstdlib>
 #include <utility>
 
@@ -86,6 +87,12 @@ bool IsOutputTerminal() {
 
 bool IsErrorTerminal() {
     return IsTerminal(STD_ERROR_HANDLE);
+}
+
+bool IsClosedPipe(int reason) {
+    // The C library has no word of its own for a pipe whose other end is being closed.
+    return reason == EPIPE || ((reason == EINVAL || reason == 0) &&
+                               GetFileType(GetStdHandle(STD_OUTPUT_HANDLE)) == FILE_TYPE_PIPE);
 }
 
 std::unique_ptr<Converter> MakeConverter(const std::string& name) {
