@@ -107,7 +107,7 @@ std::vector<std::string> NamesOfLogs(const Options& options, const Text& text) {
 }
 
 Chart::Chart(const Options& options, const Text& text, std::size_t most)
-    : text_(text), narrow_(options), most_(most),
+    : text_(text), narrow_(options), sought_(options), most_(most),
       reasons_(text, [this](const Finding& finding) { findings_.push_back(finding); }) {}
 
 void Chart::Follow(const Story& story) {
@@ -278,7 +278,9 @@ void Chart::PackRows() {
 // ---- facts ----------------------------------------------------------------------------------------------------------
 
 void Chart::OnFact(const Fact& fact) {
-    if (fact.at.IsSet() && narrow_.HoldsTime(fact.at.time)) {
+    sought_.Meet(fact);
+    // Lines of another form have no time of their own before the first one that has.
+    if (fact.at.time != 0 && narrow_.HoldsTime(fact.at.time)) {
         begin_ = any_ ? std::min(begin_, fact.at.time) : fact.at.time;
         end_ = any_ ? std::max(end_, fact.at.time) : fact.at.time;
         any_ = true;
@@ -401,6 +403,7 @@ void Chart::OnRunEnd(const Fact& fact) {
     CloseClient(fact.at, "the run ended");
     for (std::size_t i = 0; i < kReceivers; ++i) {
         CloseReceiver(static_cast<Receiver>(i), fact.at, "the run ended");
+        down_[i].clear();
     }
     while (!asked_.empty()) {
         CloseAsked(Place(asked_.begin()->first), fact.at, "the run ended");
@@ -429,6 +432,7 @@ void Chart::OnReceiver(const Fact& fact) {
     if (fact.kind == FactKind::ReceiverUp) {
         Mark& up = up_[static_cast<std::size_t>(fact.receiver)];
         up = up.IsSet() ? up : fact.at;
+        TellHowLongDown(fact);
         return;
     }
     CloseReceiver(fact.receiver, fact.at, text_.Shown(fact.text));
@@ -441,7 +445,19 @@ void Chart::OnReceiver(const Fact& fact) {
     thing.state = ThingState::Failed;
     thing.lane =
         LaneOf(LaneGroup::Receivers, static_cast<std::int64_t>(fact.receiver), NameOf(fact.receiver));
-    Add(std::move(thing));
+    const std::size_t number = things_.size();
+    if (Add(std::move(thing))) {
+        down_[static_cast<std::size_t>(fact.receiver)].push_back(number);
+    }
+}
+
+void Chart::TellHowLongDown(const Fact& fact) {
+    for (const std::size_t number : std::exchange(down_[static_cast<std::size_t>(fact.receiver)], {})) {
+        Thing& thing = things_[number];
+        const std::string open = " on: ";
+        thing.sentence.replace(thing.sentence.find(open), open.size(), " until " + Clock(fact.at) + ": ");
+        thing.lines.push_back(fact.at);
+    }
 }
 
 void Chart::CloseReceiver(Receiver receiver, const Mark& at, const std::string& how) {

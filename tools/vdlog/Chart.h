@@ -105,6 +105,8 @@ public:
     /// What was read, or the part of it that was asked for.
     std::int64_t Begin() const { return begin_; }
     std::int64_t End() const { return end_; }
+    /// A line for the user, where what the options name isn't in the log.
+    std::string Missing() const { return sought_.Missing(text_); }
 
 private:
     using Place = std::pair<Receiver, std::string>;
@@ -160,6 +162,7 @@ private:
     void CloseAsked(const Place& place, const Mark& at, const std::string& how);
     void CloseLogon(bool station, const std::string& device, const Mark& at, const std::string& how);
     void CloseClient(const Mark& at, const std::string& how);
+    void TellHowLongDown(const Fact& fact);
     void CloseReceiver(Receiver receiver, const Mark& at, const std::string& how);
 
     std::uint32_t LaneOf(LaneGroup group, std::int64_t order, const std::string& name);
@@ -179,6 +182,7 @@ private:
 
     const Text& text_;
     Narrow narrow_;
+    Sought sought_;
     std::size_t most_;
     Reasons reasons_;
     const Story* story_ = nullptr;
@@ -197,6 +201,8 @@ private:
     Mark client_;
     Mark client_lost_;
     std::array<Mark, kReceivers> up_;
+    /// Things that tell of a receiver that is down, until it comes up.
+    std::array<std::vector<std::size_t>, kReceivers> down_;
     std::vector<Asking> questions_;
     std::unordered_map<const Command*, std::size_t> question_of_;
     std::vector<std::size_t> open_questions_;

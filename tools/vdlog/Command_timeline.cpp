@@ -287,6 +287,11 @@ int RunTimeline(const Options& options, std::ostream& out) {
     chart.Follow(story);
     ReadLogs(files.Names(), story);
     chart.Finish();
+    // Who reads standard output wants the whole form, however little is in it.
+    if (const std::string missing = chart.Missing(); !missing.empty() && !file.IsStandard()) {
+        out << missing;
+        return kDone;
+    }
     PageWriter(chart, options, text, file.Stream()).Write(files.Names());
     file.Finish();
     if (!file.IsStandard()) {

@@ -174,6 +174,11 @@ int RunTrace(const Options& options, std::ostream& out) {
     chart.Follow(story);
     ReadLogs(options.files, story);
     chart.Finish();
+    // Who reads standard output wants the whole form, however little is in it.
+    if (const std::string missing = chart.Missing(); !missing.empty() && !file.IsStandard()) {
+        out << missing;
+        return kDone;
+    }
     TraceWriter(chart, options, file.Stream()).Write(NamesOfLogs(options, text));
     file.Finish();
     if (!file.IsStandard()) {

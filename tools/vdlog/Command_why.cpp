@@ -32,7 +32,8 @@ std::string LinesText(const std::vector<Mark>& lines, bool several) {
 class WhyPrinter {
 public:
     WhyPrinter(const Options& options, std::ostream& out, const Text& text)
-        : options_(options), out_(out), text_(text), narrow_(options), several_(options.files.size() > 1) {}
+        : options_(options), out_(out), text_(text), narrow_(options), sought_(options),
+          several_(options.files.size() > 1) {}
 
     void Take(const Finding& finding) {
         if (!narrow_.HoldsTime(finding.moment.time) || !narrow_.HoldsCustom(finding.custom) ||
@@ -54,10 +55,7 @@ public:
         }
     }
 
-    void Meet(const Fact& fact) {
-        keypad_met_ = keypad_met_ || (!fact.device.empty() && narrow_.HoldsKeypad(fact.device));
-        custom_met_ = custom_met_ || (fact.command != nullptr && narrow_.HoldsCustom(fact.command->custom));
-    }
+    void Meet(const Fact& fact) { sought_.Meet(fact); }
 
     void Finish(const Reasons::Counts& totals) {
         if (options_.json) {
@@ -134,11 +132,8 @@ private:
     }
 
     std::string Nothing(const Reasons::Counts& totals) const {
-        if (!options_.keypad.empty() && !keypad_met_) {
-            return "Keypad " + text_.Device(options_.keypad) + " isn't named in this log.\n";
-        }
-        if (options_.has_custom && !custom_met_) {
-            return "No question in this log has the \"custom\" \"" + text_.Name(options_.custom) + "\".\n";
+        if (std::string missing = sought_.Missing(text_); !missing.empty()) {
+            return missing;
         }
         if (narrow_.IsWide()) {
             return totals.presses + totals.recordings == 0
@@ -196,10 +191,9 @@ private:
     std::ostream& out_;
     const Text& text_;
     Narrow narrow_;
+    Sought sought_;
     bool several_;
     bool first_ = true;
-    bool keypad_met_ = false;
-    bool custom_met_ = false;
     std::uint64_t silent_ = 0;
     std::uint64_t events_ = 0;
     std::array<std::uint64_t, kReasons> counts_{};

@@ -2,6 +2,7 @@
 
 #include <CLI/CLI.hpp>
 
+#include <algorithm>
 #include <stdexcept>
 
 namespace vdipc::log {
@@ -90,6 +91,31 @@ bool Narrow::HoldsSpan(std::int64_t begin, std::int64_t end) const {
         }
     }
     return false;
+}
+
+void Sought::Meet(const Fact& fact) {
+    keypad_met_ = keypad_met_ || (!fact.device.empty() && narrow_.HoldsKeypad(fact.device));
+    custom_met_ = custom_met_ || (fact.command != nullptr && narrow_.HoldsCustom(fact.command->custom));
+    if (fact.at.time == 0) {
+        return;  // a line of another form, before the first one with a time
+    }
+    time_met_ = time_met_ || narrow_.HoldsTime(fact.at.time);
+    begin_ = begin_ == 0 ? fact.at.time : std::min(begin_, fact.at.time);
+    end_ = std::max(end_, fact.at.time);
+}
+
+std::string Sought::Missing(const Text& text) const {
+    if (!options_.keypad.empty() && !keypad_met_) {
+        return "Keypad " + text.Device(options_.keypad) + " isn't named in this log.\n";
+    }
+    if (options_.has_custom && !custom_met_) {
+        return "No question in this log has the \"custom\" \"" + text.Name(options_.custom) + "\".\n";
+    }
+    if (!time_met_ && begin_ != 0) {
+        return "The log goes from " + TimeText(begin_, true) + " to " + TimeText(end_, true) +
+               ", and has nothing of the time that was asked for.\n";
+    }
+    return {};
 }
 
 }  // namespace vdipc::log

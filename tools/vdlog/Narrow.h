@@ -1,8 +1,10 @@
 // The part of a log that the user asks about: a keypad, a question, a span of time.
 #pragma once
 
+#include "tools/vdlog/Facts.h"
 #include "tools/vdlog/LogLine.h"
 #include "tools/vdlog/Options.h"
+#include "tools/vdlog/Text.h"
 
 #include <cstdint>
 #include <limits>
@@ -49,6 +51,25 @@ private:
     bool has_time_;
     Bound from_{std::numeric_limits<std::int64_t>::min(), false};
     Bound to_{std::numeric_limits<std::int64_t>::max(), false};
+};
+
+/// Whether the log has what the user asks for at all.
+class Sought {
+public:
+    explicit Sought(const Options& options) : options_(options), narrow_(options) {}
+
+    void Meet(const Fact& fact);
+    /// What the log doesn't have, as a line; empty where it has all.
+    std::string Missing(const Text& text) const;
+
+private:
+    Options options_;
+    Narrow narrow_;
+    bool keypad_met_ = false;
+    bool custom_met_ = false;
+    bool time_met_ = false;
+    std::int64_t begin_ = 0;
+    std::int64_t end_ = 0;
 };
 
 }  // namespace vdipc::log

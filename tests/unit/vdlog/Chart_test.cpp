@@ -157,6 +157,48 @@ TEST(Chart, SpansAndFailures_StandOnTheirLanes) {
     EXPECT_EQ(drawn.Of(ThingKind::LoggedOn).size(), 3U);
 }
 
+TEST(Chart, LogThatBeginsAnywhere_StandsInItsOwnTime) {
+    const std::string whole = Lesson().Text();
+    const Drawn drawn(Lesson());
+    for (std::size_t cut = 0; cut < whole.size(); cut += 31) {
+        LogText log;
+        const Drawn part(log.Raw(whole.substr(cut)));
+        if (part.chart.Things().empty()) {
+            continue;
+        }
+        EXPECT_GE(part.chart.Begin(), drawn.chart.Begin()) << cut;
+        for (const Thing& thing : part.chart.Things()) {
+            EXPECT_GE(thing.begin, drawn.chart.Begin()) << cut << thing.sentence;
+            EXPECT_EQ(thing.sentence.find(" 00:00:00.000"), std::string::npos) << cut << thing.sentence;
+        }
+    }
+    // In the middle of a line.
+    const Folder folder;
+    const std::string name = folder.Write("a.log", whole.substr(30));
+    const Json::Value trace = Parsed(RunVdlog({"trace", "-o", "-", name}).out);
+    EXPECT_EQ(trace["otherData"]["begins"], "2026-11-22T10:00:00.001");
+}
+
+TEST(Chart, ReceiverThatComesBack_WasDownUntilThen) {
+    LogText log;
+    log.Start().Client().Init(1, "\"RV2\"");
+    const auto available = [&log](const std::string& ready) {
+        log.Pass(1000).Event("\t\"avaliable-device\" : \n\t[\n\t\t" + ready +
+                             "\n\t],\n\t\"event\" : \"device-inited\",\n\t\"id\" : \"1\"");
+    };
+    available("");
+    available("\"RV2\"");
+    available("");
+    const std::vector<Thing> downs = Drawn(log).Of(ThingKind::ReceiverDown);
+    ASSERT_EQ(downs.size(), 2U);
+    EXPECT_NE(downs[0].sentence.find("RV2 was down from 10:00:01.016 until 10:00:02.017: "),
+              std::string::npos)
+        << downs[0].sentence;
+    EXPECT_EQ(downs[0].lines.size(), 2U);
+    EXPECT_NE(downs[1].sentence.find("RV2 was down from 10:00:03.018 on: "), std::string::npos)
+        << downs[1].sentence;
+}
+
 TEST(Chart, RunWithoutItsLastLines_IsCalledSo) {
     LogText log;
     log.Start().Client().Init(1, "\"RV2\"");
@@ -486,6 +528,31 @@ TEST(TimelineCommand, SeveralLogs_KeepTheirLinesApart) {
         files.insert(line[0].asInt());
     }
     EXPECT_EQ(files, (std::set<int>{0, 1}));
+}
+
+TEST(OutputFile, WhatTheLogDoesNotHave_IsSaidInPlaceOfAPage) {
+    const Folder folder;
+    const std::string log = folder.Write("a.log", Lesson().Text());
+    const std::vector<std::pair<std::vector<std::string>, std::string>> narrowed = {
+        {{"--keypad", "999"}, "Keypad 999 isn't named in this log.\n"},
+        {{"--custom", "nonesuch"}, "No question in this log has the \"custom\" \"nonesuch\".\n"},
+        {{"--from", "2026-11-23"}, "The log goes from 2026-11-22 10:00:00.000 to 2026-11-22 10:00:09."}};
+    for (const auto& [options, sentence] : narrowed) {
+        std::vector<std::string> why{"why", log};
+        why.insert(why.end(), options.begin(), options.end());
+        const Printed told = RunVdlog(why);
+        EXPECT_NE(told.out.find(sentence), std::string::npos) << told.out;
+        for (const std::string command : {"timeline", "trace"}) {
+            std::vector<std::string> arguments{command, log, "-o", folder.Name("a.out")};
+            arguments.insert(arguments.end(), options.begin(), options.end());
+            const Printed printed = RunVdlog(arguments);
+            EXPECT_EQ(printed.code, told.code) << printed.error;
+            EXPECT_EQ(printed.out, told.out) << command;
+            EXPECT_EQ(folder.Files(), 1U) << command;
+            arguments[3] = "-";  // a whole page, for whoever reads it
+            EXPECT_EQ(RunVdlog(arguments).out.find(sentence), std::string::npos) << command;
+        }
+    }
 }
 
 TEST(OutputFile, WhatCantBeWritten_IsSaidAndNothingIsLost) {
