@@ -192,8 +192,13 @@ public:
                 run_.clients.pop_front();
             }
             break;
+        case FactKind::MessageReceived:
+        case FactKind::Ping:
+            MeetClient();
+            break;
         case FactKind::ClientLost:
         case FactKind::ClientGone:
+            MeetClient();
             if (!run_.clients.empty() && !run_.clients.back().end.IsSet()) {
                 run_.clients.back().end = fact.at;
                 run_.clients.back().lost = fact.kind == FactKind::ClientLost;
@@ -292,6 +297,18 @@ public:
     }
 
 private:
+    /// Where the log begins in a run, its first client may have come before.
+    void MeetClient() {
+        if (run_.version.empty() && run_.clients.empty()) {
+            run_.clients.emplace_back();
+            ++run_.client_count;
+        }
+    }
+
+    std::string OrUnknown(const char* none) const {
+        return run_.version.empty() ? "unknown: the log begins later" : none;
+    }
+
     void OnFinding(const Finding& finding) {
         if (finding.reason == Reason::HostEnded || finding.reason == Reason::HostEndedByDeviceId ||
             finding.reason == Reason::HostEndedByNegativeLength) {
@@ -391,15 +408,15 @@ private:
              << DurationText(run_.end.time - run_.begin.time) << ")" << (options_.color ? "\x1b[0m" : "")
              << "\n";
         Row("End", run_.complete ? "stopped cleanly" : "without its last lines: " + run_.end_sentence);
-        std::string clients = std::to_string(run_.client_count);
+        std::string clients = run_.clients.empty() ? OrUnknown("0") : std::to_string(run_.client_count);
         PrintTimes(run_.clients.size(), clients, [this](std::size_t i) {
             const Visit& visit = run_.clients[i];
-            return TimeText(visit.begin.time) +
+            return (visit.begin.IsSet() ? TimeText(visit.begin.time) : "from before the log begins") +
                    (visit.end.IsSet() ? " to " + TimeText(visit.end.time) + (visit.lost ? " (lost)" : "")
                                       : " on");
         });
         Row("Clients", clients);
-        std::string receivers = run_.changes.empty() ? "none was ready"
+        std::string receivers = run_.changes.empty() ? OrUnknown("none was ready")
                                                      : std::to_string(run_.change_count) +
                                                            (run_.change_count == 1 ? " change" : " changes");
         PrintTimes(run_.changes.size(), receivers, [this](std::size_t i) {
@@ -416,7 +433,7 @@ private:
                            RangesOf(run_.keypads[i], text_).substr(0, 200) + ")";
             }
         }
-        Row("Keypads", keypads.empty() ? "none logged on" : keypads + " logged on");
+        Row("Keypads", keypads.empty() ? OrUnknown("none logged on") : keypads + " logged on");
         Row("Questions", std::to_string(run_.question_count));
         const std::size_t first =
             run_.questions.size() > kShownQuestions ? run_.questions.size() - kShownQuestions : 0;
@@ -501,7 +518,7 @@ private:
         run["clients"] = Json::arrayValue;
         for (const Visit& visit : run_.clients) {
             Json::Value one;
-            one["begin"] = IsoTimeText(visit.begin.time);
+            one["begin"] = visit.begin.IsSet() ? Json::Value(IsoTimeText(visit.begin.time)) : Json::Value();
             one["end"] = visit.end.IsSet() ? Json::Value(IsoTimeText(visit.end.time)) : Json::Value();
             one["lost"] = visit.lost;
             run["clients"].append(one);

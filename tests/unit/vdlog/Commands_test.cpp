@@ -64,6 +64,37 @@ TEST(SummaryCommand, Json_HoldsTheSame) {
     EXPECT_EQ(run["unknown_lines"]["Brand::New"], 1);
 }
 
+TEST(SummaryCommand, LogThatBeginsLater_CallsUnknownWhatItDoesNotHave) {
+    LogText log;
+    log.StationKey("1", 2).Found("1", false);
+    const std::string unknown = Vdlog({"summary"}, log.Text()).out;
+    for (const char* const row : {"Clients     ", "Receivers   ", "Keypads     "}) {
+        EXPECT_NE(unknown.find(std::string(row) + "unknown: the log begins later\n"), std::string::npos)
+            << unknown;
+    }
+    LogText whole;
+    const std::string none = Vdlog({"summary"}, whole.Start().Text()).out;
+    for (const char* const row :
+         {"Clients     0\n", "Receivers   none was ready\n", "Keypads     none logged on\n"}) {
+        EXPECT_NE(none.find(row), std::string::npos) << none;
+    }
+    // Its client is known as soon as a line tells of it.
+    LogText there = log;
+    there.Line("PipeServer::OnPipeDataReceived:61 msg received:{}", 0x2cc);
+    const std::string met = Vdlog({"summary"}, there.Text()).out;
+    EXPECT_NE(met.find("Clients     1: from before the log begins on\n"), std::string::npos) << met;
+    log.LoseClient().Pass(1000).Client();
+    const std::string lost = Vdlog({"summary"}, log.Text()).out;
+    EXPECT_NE(
+        lost.find("Clients     2: from before the log begins to 10:00:00.004 (lost), 10:00:01.006 on\n"),
+        std::string::npos)
+        << lost;
+    const Json::Value run = ParsedJson(Vdlog({"summary", "--json"}, log.Text()).out)["runs"][0];
+    EXPECT_EQ(run["client_count"], 2);
+    EXPECT_TRUE(run["clients"][0]["begin"].isNull());
+    EXPECT_TRUE(run["clients"][0]["lost"].asBool());
+}
+
 TEST(SummaryCommand, RunWithoutItsLastLines_SaysWhatItDidLast) {
     LogText log;
     log.Start().Client().Init(1, "\"RV2\"");
