@@ -91,6 +91,7 @@ TEST_F(WhySystem, PressWithoutAClient_IsLostOrNeverHasItsTurn) {
         ConnectKeypads(client, "RV2", 1, 2);
         Command(client, "ask 1 single-choice custom=keys");
         Command(client, "ask 2 audio custom=words");
+        Do(R"({"do":"speech","engine":"recognizer","mode":"hand"})");
         client.Disconnect();
         ASSERT_TRUE(WaitForLog("terminate ReadThread", run));
         Press(1, "A");
