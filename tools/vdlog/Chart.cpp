@@ -97,15 +97,6 @@ void AddChartOptions(CLI::App& app, Options& options) {
     AddTimeOptions(app, options);
 }
 
-std::vector<std::string> NamesOfLogs(const Options& options, const Text& text) {
-    std::vector<std::string> names;
-    for (const std::string& file : options.files) {
-        const std::u8string name = PathOf(file).filename().u8string();
-        names.push_back(file == "-" ? "standard input" : text.Private(std::string(name.begin(), name.end())));
-    }
-    return names;
-}
-
 Chart::Chart(const Options& options, const Text& text, std::size_t most)
     : text_(text), narrow_(options), sought_(options), most_(most),
       reasons_(text, [this](const Finding& finding) { findings_.push_back(finding); }) {}

@@ -30,9 +30,6 @@ namespace vdipc::log {
 /// What both commands can be narrowed to.
 void AddChartOptions(CLI::App& app, Options& options);
 
-/// The logs' names for people, without their folders.
-std::vector<std::string> NamesOfLogs(const Options& options, const Text& text);
-
 /// In the order in which they stand.
 enum class LaneGroup : std::uint8_t { Runs, Client, Receivers, Questions, Speech, Keypads };
 inline constexpr std::size_t kLaneGroups = 6;

@@ -7,18 +7,23 @@
 
 #include <CLI/CLI.hpp>
 
+#include <algorithm>
 #include <ostream>
 #include <string>
+#include <tuple>
 #include <utility>
 #include <vector>
 
 namespace vdipc::log {
 namespace {
 
+constexpr std::size_t kMostHeld = 20000;  // steps that wait for what is found out later
+
 class KeypadLife final : public FactSink {
 public:
     KeypadLife(const Options& options, std::ostream& out, const Text& text)
-        : options_(options), out_(out), text_(text), narrow_(options), several_(options.files.size() > 1),
+        : options_(options), out_(out), text_(text), narrow_(options), sought_(options),
+          several_(options.files.size() > 1),
           reasons_(text, [this](const Finding& finding) { OnFinding(finding); }) {}
 
     void Follow(const Story& story) {
@@ -27,29 +32,43 @@ public:
     }
 
     void OnFact(const Fact& fact) override {
+        sought_.Meet(fact);
+        if (fact.kind == FactKind::RunEnd) {
+            reasons_.OnFact(fact);  // what it finds is of the time before
+            Say(fact.at, fact.number == 1 ? "the run ends" : "the run ends without its last lines");
+            return;
+        }
         if (fact.device == options_.keypad) {
             Tell(fact);
         } else if (fact.kind == FactKind::RunBegin) {
+            Print(steps_.size());
             Say(fact.at, fact.text.empty() ? "the log begins in the middle of a run"
                                            : "a run begins, version " + text_.Shown(fact.text));
-        } else if (fact.kind == FactKind::RunEnd) {
-            Say(fact.at, fact.number == 1 ? "the run ends" : "the run ends without its last lines");
         }
         reasons_.OnFact(fact);
     }
 
     void Finish() {
+        Print(steps_.size());
+        std::string missing = sought_.Missing(text_);
+        if (missing.empty() && first_) {
+            missing =
+                "Keypad " + text_.Device(options_.keypad) + " did nothing at the time that was asked for.\n";
+        }
         if (options_.json) {
-            out_ << (first_ ? "{\"steps\":[" : "") << "\n]}\n";
-        } else if (!known_) {
-            out_ << "Keypad " << text_.Device(options_.keypad) << " isn't named in this log.\n";
+            out_ << (first_ ? "{\"steps\":[" : "") << "\n]"
+                 << (several_ ? ",\n\"logs\":" + JsonList(NamesOfLogs(options_, text_)) : std::string())
+                 << (missing.empty() ? std::string()
+                                     : ",\n\"note\":" + JsonString(missing.substr(0, missing.size() - 1)))
+                 << "}\n";
+        } else {
+            out_ << missing;
         }
     }
 
 private:
     void OnFinding(const Finding& finding) {
         if (finding.device == options_.keypad) {
-            known_ = true;
             Say(finding.moment, finding.sentence, NameOf(finding.reason));
         }
     }
@@ -66,7 +85,6 @@ private:
     }
 
     void Tell(const Fact& fact) {
-        known_ = true;
         const Keypad* const keypad = story_->FindKeypad(fact.receiver, fact.device);
         const bool here = keypad != nullptr && keypad->logged_on;
         switch (fact.kind) {
@@ -136,29 +154,57 @@ private:
             return;
         }
         if (options_.json) {
-            std::string line = first_ ? "{\"steps\":[\n" : ",\n";
-            line += "{\"time\":\"" + IsoTimeText(at.time) + "\",\"line\":" + std::to_string(at.line) +
-                    (several_ ? ",\"file\":" + std::to_string(at.file + 1) : std::string()) + ",\"words\":";
+            std::string line =
+                "{\"time\":\"" + IsoTimeText(at.time) + "\",\"line\":" + std::to_string(at.line) +
+                (several_ ? ",\"file\":" + std::to_string(at.file + 1) : std::string()) + ",\"words\":";
             AppendJsonString(line, words);
             line += *reason != '\0' ? std::string(",\"reason\":\"") + reason + "\"}" : "}";
-            out_ << line;
-            first_ = false;
+            Keep(at, line);
             return;
         }
-        out_ << TimeText(at.time, true) << "  "
-             << (several_ ? std::to_string(at.file + 1) + ":" : std::string()) << at.line << "  "
-             << (options_.color && *reason != '\0' ? "\x1b[1m" : "") << words
-             << (options_.color && *reason != '\0' ? "\x1b[0m" : "") << "\n";
+        Keep(at, TimeText(at.time, true) + "  " +
+                     (several_ ? std::to_string(at.file + 1) + ":" : std::string()) +
+                     std::to_string(at.line) + "  " + (options_.color && *reason != '\0' ? "\x1b[1m" : "") +
+                     words + (options_.color && *reason != '\0' ? "\x1b[0m" : ""));
     }
+
+    /// What is found out later belongs to the time at which it was.
+    void Keep(const Mark& at, std::string words) {
+        steps_.push_back({at, std::move(words)});
+        if (steps_.size() >= kMostHeld) {
+            Print(kMostHeld / 2);
+        }
+    }
+
+    void Print(std::size_t count) {
+        std::stable_sort(steps_.begin(), steps_.end(), [](const Step& a, const Step& b) {
+            return std::tie(a.at.time, a.at.file, a.at.line) < std::tie(b.at.time, b.at.file, b.at.line);
+        });
+        const auto end = steps_.begin() + static_cast<std::ptrdiff_t>(count);
+        for (auto step = steps_.begin(); step != end; ++step) {
+            out_ << (!options_.json ? ""
+                     : first_       ? "{\"steps\":[\n"
+                                    : ",\n")
+                 << step->words << (options_.json ? "" : "\n");
+            first_ = false;
+        }
+        steps_.erase(steps_.begin(), end);
+    }
+
+    struct Step {
+        Mark at;
+        std::string words;
+    };
 
     const Options& options_;
     std::ostream& out_;
     const Text& text_;
     Narrow narrow_;
+    Sought sought_;
+    std::vector<Step> steps_;  // of this run, not yet printed
     bool several_;
     Reasons reasons_;
     const Story* story_ = nullptr;
-    bool known_ = false;
     bool first_ = true;
 };
 

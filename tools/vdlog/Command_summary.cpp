@@ -163,6 +163,7 @@ public:
     }
 
     void OnFact(const Fact& fact) override {
+        FindReceiver(fact);
         switch (fact.kind) {
         case FactKind::RunBegin:
             run_ = RunCount();
@@ -215,7 +216,7 @@ public:
             break;
         case FactKind::Logon: {
             auto& keypads = run_.keypads[static_cast<std::size_t>(fact.receiver)];
-            if (keypads.size() < 100000) {
+            if (keypads.size() < 100000 && (fact.receiver != Receiver::Usb || !HasUsbReceiver(fact.device))) {
                 keypads.emplace(fact.device);
             }
             break;
@@ -293,6 +294,8 @@ public:
     void Finish() {
         if (options_.json) {
             out_ << (runs_ == 0 ? "{\"runs\":[" : "") << "\n]}\n";
+        } else if (runs_ == 0) {
+            out_ << "No run of the library is in this log.\n";
         }
     }
 
@@ -314,6 +317,34 @@ private:
             finding.reason == Reason::HostEndedByNegativeLength) {
             run_.end_sentence = finding.sentence.substr(finding.sentence.find("lines: ") + 7);
         }
+    }
+
+    /// A keypad of which only later a line says at which USB receiver it is.
+    void FindReceiver(const Fact& fact) {
+        auto& unknown = run_.keypads[static_cast<std::size_t>(Receiver::Usb)];
+        if (unknown.empty() || fact.receiver == Receiver::None || fact.receiver == Receiver::RV2 ||
+            fact.receiver == Receiver::Usb || !unknown.contains(std::string(fact.device))) {
+            return;
+        }
+        bool found = fact.kind == FactKind::Logon || fact.kind == FactKind::PressDone ||
+                     fact.kind == FactKind::RecordingDone;
+        if (fact.kind == FactKind::QuestionOpened) {
+            const Keypad* const keypad = story_->FindKeypad(fact.receiver, fact.device);
+            found = keypad != nullptr && keypad->logged_on && !keypad->uncertain;
+        }
+        if (found) {
+            unknown.erase(std::string(fact.device));
+            run_.keypads[static_cast<std::size_t>(fact.receiver)].emplace(fact.device);
+        }
+    }
+
+    /// Whether a receiver is known for a keypad of this number that logs on at some USB receiver.
+    bool HasUsbReceiver(std::string_view device) const {
+        return std::any_of(run_.keypads.begin(), run_.keypads.end(), [&](const auto& keypads) {
+            const auto receiver = static_cast<Receiver>(&keypads - run_.keypads.data());
+            return receiver != Receiver::RV2 && receiver != Receiver::Usb &&
+                   keypads.contains(std::string(device));
+        });
     }
 
     QuestionCount* Find(const Question* question) {
@@ -449,12 +480,13 @@ private:
                     std::to_string(question.asked_count) + " asked, " +
                     std::to_string(question.answered_count) + " answered" +
                     (question.events > question.answered_count
-                         ? " (" + std::to_string(question.events) + " events)"
+                         ? " (" + CountText(question.events, "event", "events") + ")"
                          : "") +
                     (question.silent > 0 ? ", " + std::to_string(question.silent) + " pressed without effect"
                                          : "") +
-                    (question.recordings > 0 ? ", " + std::to_string(question.recordings) + " recordings"
-                                             : ""));
+                    (question.recordings > 0
+                         ? ", " + CountText(question.recordings, "recording", "recordings")
+                         : ""));
         }
         Row("Presses", std::to_string(run_.presses) + " heard: " + std::to_string(run_.press_events) +
                            " became events, " + std::to_string(run_.held) +
@@ -465,7 +497,7 @@ private:
         }
         if (run_.requests > 0) {
             Row("Speech",
-                std::to_string(run_.requests) + " requests: " + Counted(run_.request_ends) +
+                CountText(run_.requests, "request", "requests") + ": " + Counted(run_.request_ends) +
                     (run_.time_outs > 0 ? "; " + std::to_string(run_.time_outs) + " timed out" : "") +
                     (run_.offline.IsSet() ? "; offline since " + TimeText(run_.offline.time) : ""));
         }
@@ -478,7 +510,7 @@ private:
         PrintKinds("Warnings", run_.warnings);
         PrintKinds("Unknown", run_.unknown);
         if (run_.foreign > 0) {
-            Row("Others", std::to_string(run_.foreign) + " lines of another form");
+            Row("Others", CountText(run_.foreign, "line", "lines") + " of another form");
         }
     }
 

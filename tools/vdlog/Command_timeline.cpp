@@ -71,15 +71,6 @@ private:
     std::vector<std::string> names_;
 };
 
-std::string JsonList(const std::vector<std::string>& texts) {
-    std::string list = "[";
-    for (const std::string& text : texts) {
-        list += list.size() > 1 ? "," : "";
-        AppendJsonString(list, text);
-    }
-    return list + "]";
-}
-
 using Place = std::pair<std::uint32_t, std::uint64_t>;  // file and line
 
 /// Reads the logs once more, and writes the lines that things point at.

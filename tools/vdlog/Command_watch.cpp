@@ -10,6 +10,7 @@
 
 #include <CLI/CLI.hpp>
 
+#include <algorithm>
 #include <chrono>
 #include <fstream>
 #include <ostream>
@@ -65,14 +66,19 @@ int Watch(const Options& options, std::ostream& out, const std::function<bool()>
     Reasons reasons(text, [&](const Finding& finding) {
         // A keypad that nobody pressed is told at the question's end, where it is no news.
         if (telling && finding.reason != Reason::NoPress) {
+            const bool several =
+                std::any_of(finding.lines.begin(), finding.lines.end(),
+                            [&](const Mark& line) { return line.file != finding.moment.file; });
             out << TimeText(finding.moment.time) << "  " << finding.sentence << " [" << NameOf(finding.reason)
-                << ", line " << (finding.lines.empty() ? finding.moment.line : finding.lines.front().line)
+                << ", "
+                << LinesText(finding.lines.empty() ? std::vector{finding.moment} : finding.lines, several)
                 << "]" << std::endl;
         }
     });
     Story story(reasons);
     reasons.Follow(story);
-    LineReader reader(story);
+    Gate gate(story);
+    LineReader reader(gate);
     OpenLog(options.files.at(0));
     std::filesystem::path path = PathOf(options.files.at(0));
     std::vector<char> block(1 << 20);
@@ -125,6 +131,11 @@ int Watch(const Options& options, std::ostream& out, const std::function<bool()>
         if (!telling) {
             telling = true;
             announce();
+            if (!gate.any) {
+                out << "No line in it is of VDIPC's log so far, vote_deck.DATE.log beside the host's "
+                       "executable."
+                    << std::endl;
+            }
         }
         if (!go_on()) {
             break;
@@ -134,6 +145,10 @@ int Watch(const Options& options, std::ostream& out, const std::function<bool()>
 }
 
 namespace {
+
+void AddWatchOptions(CLI::App& app, Options& options) {
+    app.add_option("LOG", options.files, "the log file, of today")->required()->expected(1);
+}
 
 int RunWatch(const Options& options, std::ostream& out) {
     if (options.files.size() != 1 || options.files[0] == "-") {
@@ -148,6 +163,6 @@ int RunWatch(const Options& options, std::ostream& out) {
 }  // namespace
 
 const CommandEntry kWatchCommand = {
-    "watch", "follows a log that grows, and says each silent press as it comes", nullptr, &RunWatch};
+    "watch", "follows a log that grows, and says each silent press as it comes", &AddWatchOptions, &RunWatch};
 
 }  // namespace vdipc::log

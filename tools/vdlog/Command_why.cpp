@@ -19,16 +19,6 @@ namespace {
 constexpr std::size_t kExamples = 3;        // of each reason, where nothing is narrowed
 constexpr std::size_t kMostSorted = 20000;  // findings that are held back to be sorted
 
-std::string LinesText(const std::vector<Mark>& lines, bool several) {
-    std::string text = lines.size() == 1 ? "line" : "lines";
-    for (const Mark& mark : lines) {
-        text += ' ';
-        text += several ? std::to_string(mark.file + 1) + ":" : std::string();
-        text += std::to_string(mark.line);
-    }
-    return text;
-}
-
 class WhyPrinter {
 public:
     WhyPrinter(const Options& options, std::ostream& out, const Text& text)
@@ -108,8 +98,9 @@ private:
         std::stable_sort(order.begin(), order.end(),
                          [&](std::size_t one, std::size_t other) { return weight(one) > weight(other); });
         if (narrow_.IsWide()) {
-            out_ << totals.presses << " presses and " << totals.recordings << " recordings were heard, "
-                 << totals.events << " events went out.\n";
+            out_ << CountText(totals.presses, "press", "presses") << " and "
+                 << CountText(totals.recordings, "recording", "recordings") << " were heard, "
+                 << CountText(totals.events, "event", "events") << " went out.\n";
             for (const std::size_t reason : order) {
                 out_ << "\n"
                      << Bold() << counts_[reason] << " x " << TitleOf(static_cast<Reason>(reason)) << Plain()
@@ -183,7 +174,14 @@ private:
                 comma = true;
             }
         }
-        out_ << "},\n\"presses\":" << totals.presses << ",\"recordings\":" << totals.recordings
+        out_ << "},\n";
+        if (several_) {
+            out_ << "\"logs\":" << JsonList(NamesOfLogs(options_, text_)) << ",\n";
+        }
+        if (const std::string missing = sought_.Missing(text_); !missing.empty()) {
+            out_ << "\"note\":" << JsonString(missing.substr(0, missing.size() - 1)) << ",\n";
+        }
+        out_ << "\"presses\":" << totals.presses << ",\"recordings\":" << totals.recordings
              << ",\"events\":" << totals.events << "}\n";
     }
 

@@ -72,20 +72,6 @@ private:
     bool shown_ = false;
 };
 
-/// Passes lines on, and knows whether any was of the log's form.
-class Gate final : public LineSink {
-public:
-    explicit Gate(LineSink& sink) : sink_(sink) {}
-    void OnLine(const LogLine& line) override {
-        any = any || !line.function.empty();
-        sink_.OnLine(line);
-    }
-    bool any = false;
-
-private:
-    LineSink& sink_;
-};
-
 }  // namespace
 
 std::ifstream OpenLog(const std::string& name) {
@@ -183,6 +169,15 @@ void ReadLines(const std::vector<std::string>& files, LineSink& sink) {
         throw std::runtime_error(
             "no line here is of VDIPC's log, vote_deck.DATE.log beside the host's executable" + Hint(first));
     }
+}
+
+std::vector<std::string> NamesOfLogs(const Options& options, const Text& text) {
+    std::vector<std::string> names;
+    for (const std::string& file : options.files) {
+        const std::u8string name = PathOf(file).filename().u8string();
+        names.push_back(file == "-" ? "standard input" : text.Private(std::string(name.begin(), name.end())));
+    }
+    return names;
 }
 
 void ReadLogs(const std::vector<std::string>& files, Story& story) {

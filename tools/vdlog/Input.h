@@ -4,6 +4,7 @@
 #include "tools/vdlog/LineReader.h"
 #include "tools/vdlog/Options.h"
 #include "tools/vdlog/Story.h"
+#include "tools/vdlog/Text.h"
 
 #include <fstream>
 #include <iosfwd>
@@ -23,12 +24,29 @@ std::vector<std::string> WithoutRepeats(const std::vector<std::string>& files, s
 /// last. `error` is told of files that look like copies. Raises std::runtime_error for a file that can't be opened.
 std::vector<std::string> InOrder(const std::vector<std::string>& files, std::ostream& error);
 
+/// Passes lines on, and knows whether any was of the log's form.
+class Gate final : public LineSink {
+public:
+    explicit Gate(LineSink& sink) : sink_(sink) {}
+    void OnLine(const LogLine& line) override {
+        any = any || !line.function.empty();
+        sink_.OnLine(line);
+    }
+    bool any = false;
+
+private:
+    LineSink& sink_;
+};
+
 /// Reads all files through, line by line. On a terminal, progress goes to standard error for large ones. Raises
 /// std::runtime_error for a file that can't be read, and for files without any line of a log.
 void ReadLines(const std::vector<std::string>& files, LineSink& sink);
 
 /// The same, to the end of the story.
 void ReadLogs(const std::vector<std::string>& files, Story& story);
+
+/// The logs' names for people, without their folders.
+std::vector<std::string> NamesOfLogs(const Options& options, const Text& text);
 
 /// Files that can be read more than once: what isn't a plain file, as standard input, is copied into a temporary one, which
 /// goes with this object. Raises std::runtime_error where that can't be.

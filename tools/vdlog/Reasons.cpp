@@ -121,6 +121,20 @@ std::string DurationText(std::int64_t milliseconds) {
     return text.data();
 }
 
+std::string LinesText(const std::vector<Mark>& lines, bool several) {
+    std::string text = lines.size() == 1 ? "line" : "lines";
+    for (const Mark& mark : lines) {
+        text += ' ';
+        text += several ? std::to_string(mark.file + 1) + ":" : std::string();
+        text += std::to_string(mark.line);
+    }
+    return text;
+}
+
+std::string CountText(std::uint64_t count, const char* one, const char* more) {
+    return std::to_string(count) + " " + (count == 1 ? one : more);
+}
+
 // ---- words ----------------------------------------------------------------------------------------------------------
 
 std::string Reasons::Subject(const Fact& fact, const std::string& did) const {

@@ -81,6 +81,10 @@ struct Finding {
 
 /// "30 ms", "1.2 s", "3 min 5 s".
 std::string DurationText(std::int64_t milliseconds);
+/// "line 5", "lines 5 7"; with the files' numbers in front, "2:5", where there are several.
+std::string LinesText(const std::vector<Mark>& lines, bool several);
+/// "1 event", "2 events".
+std::string CountText(std::uint64_t count, const char* one, const char* more);
 
 class Reasons final : public FactSink {
 public:

@@ -339,4 +339,13 @@ std::string JsonString(std::string_view utf8) {
     return out;
 }
 
+std::string JsonList(const std::vector<std::string>& texts) {
+    std::string list = "[";
+    for (const std::string& text : texts) {
+        list += list.size() > 1 ? "," : "";
+        AppendJsonString(list, text);
+    }
+    return list + "]";
+}
+
 }  // namespace vdipc::log

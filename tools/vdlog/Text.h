@@ -7,6 +7,7 @@
 #include <memory>
 #include <string>
 #include <string_view>
+#include <vector>
 
 namespace vdipc::log {
 
@@ -47,5 +48,6 @@ bool IsUtf8(std::string_view bytes);
 /// Appends a JSON string with its quotes. The text must be UTF-8; anything that isn't is replaced.
 void AppendJsonString(std::string& out, std::string_view utf8);
 std::string JsonString(std::string_view utf8);
+std::string JsonList(const std::vector<std::string>& texts);
 
 }  // namespace vdipc::log

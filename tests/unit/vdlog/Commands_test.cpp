@@ -48,7 +48,7 @@ TEST(SummaryCommand, Log_GivesOneScreen) {
           "1: 10:00:00.003", "1 change: RV2 up 10:00:00.015\n", "RV2: 2 (1, 2) logged on",
           "single-choice \"q1\" for all: 2 asked, 1 answered, 1 pressed without effect",
           "2 heard: 1 became events, 0 were letters that wait for T, 1 had no effect",
-          "3; 1 couldn't be decoded", "1 x Brand::New", "1 lines of another form"}) {
+          "3; 1 couldn't be decoded", "1 x Brand::New", "1 line of another form"}) {
         EXPECT_NE(printed.out.find(words), std::string::npos) << words << "\n" << printed.out;
     }
 }

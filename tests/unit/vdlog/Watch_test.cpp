@@ -72,7 +72,7 @@ TEST(WatchCommand, GrowingFileAndTheNextDays_TellSilentPressesOnce) {
     EXPECT_EQ(printed[0], "Watching vote_deck.2026.11.22.log; Ctrl-C ends.\n");
     EXPECT_NE(printed[1].find("Keypad 1 (RV2) pressed C at 10:00:00.000: no event"), std::string::npos)
         << printed[1];
-    EXPECT_NE(printed[1].find("[not-asked, line "), std::string::npos) << printed[1];
+    EXPECT_NE(printed[1].find("[not-asked, lines 30 31 32]"), std::string::npos) << printed[1];
     EXPECT_EQ(printed[2], "");
     EXPECT_EQ(printed[3].find("Watching vote_deck.2026.11.23.log"), 0U) << printed[3];
     EXPECT_NE(printed[3].find("pressed D"), std::string::npos) << printed[3];
@@ -172,6 +172,22 @@ TEST(WatchCommand, Redaction_HoldsBackNamesToo) {
     EXPECT_NE(printed[1].find("pressed F"), std::string::npos) << printed[1];
     EXPECT_NE(printed[1].find("command-not-decoded"), std::string::npos) << printed[1];
     EXPECT_EQ((printed[0] + printed[1]).find("SECRET"), std::string::npos) << printed[0] << printed[1];
+}
+
+TEST(WatchCommand, FileWithoutALineOfALog_IsSaidOnce) {
+    const Folder folder;
+    folder.Append("README.md", "# Something else\n");
+    const auto printed =
+        WatchSteps(Of(folder.Path() / "README.md"), {[&] { folder.Append("README.md", "more\n"); }});
+    EXPECT_EQ(printed[0], "Watching README.md; Ctrl-C ends.\nNo line in it is of VDIPC's log so far, "
+                          "vote_deck.DATE.log beside the host's executable.\n");
+    EXPECT_EQ(printed[1], "");
+}
+
+TEST(WatchCommand, Help_TakesOneLog) {
+    const std::string help = RunVdlog({"watch", "--help"}).out;
+    EXPECT_EQ(help.find("..."), std::string::npos) << help;
+    EXPECT_NE(help.find(" LOG "), std::string::npos) << help;
 }
 
 TEST(WatchCommand, NoFile_IsAnErrorThatSaysSo) {
