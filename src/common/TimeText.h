@@ -14,7 +14,7 @@ namespace vdipc {
 inline constexpr std::size_t kLongestTimeText = 80;
 
 /// At least `width` digits; returns the end of what it wrote. By hand, because every line of the log has eight such numbers,
-/// and formatting them took longer than all else in a line.
+/// and formatting them was the dearest thing that the library itself did for a line.
 template <std::uint32_t kBase = 10>
 char* PutNumber(char* to, std::uint32_t number, std::ptrdiff_t width) {
     char digits[10];

@@ -605,6 +605,29 @@ std::int64_t NumberIn(std::string_view value, std::int64_t fallback) {
     return begin == 1 ? -number : number;
 }
 
+bool IsTaskThreads(LineId id) {
+    switch (id) {
+    case LineId::TaskLoopBegin:
+    case LineId::ConnectBegin:
+    case LineId::CommandBegin:
+    case LineId::StationKeyTask:
+    case LineId::ReceiverKeyTask:
+    case LineId::StationKeypadTask:
+    case LineId::BoundTask:
+    case LineId::UnboundTask:
+    case LineId::StationAudioTask:
+    case LineId::ReceiverAudioTask:
+    case LineId::ReceiverLinkTask:
+    case LineId::RecognizeResult:
+    case LineId::EvaluateResult:
+    case LineId::GeneralResult:
+    case LineId::TimeoutTask:
+        return true;
+    default:
+        return false;
+    }
+}
+
 bool IsTrue(std::string_view value) {
     return value.substr(0, 4) == "true";
 }

@@ -183,6 +183,9 @@ struct Reading {
 /// Never fails: a line without a row gives LineId::Unknown. What runs into the end of a line doesn't hide it.
 Reading Read(const LogLine& line);
 
+/// Whether only the library's task thread writes this line, so that it tells which thread that is.
+bool IsTaskThreads(LineId id);
+
 /// The number at the beginning of a value; `fallback` where there is none.
 std::int64_t NumberIn(std::string_view value, std::int64_t fallback = 0);
 bool IsTrue(std::string_view value);

@@ -234,27 +234,9 @@ void LessonMaker::OnLine(const LogLine& line) {
     if (line.function.find('~') != std::string_view::npos || line.function.ends_with("::StopStatusCheck")) {
         return;
     }
-    switch (reading.id) {
-    case LineId::TaskLoopBegin:
-    case LineId::ConnectBegin:
-    case LineId::CommandBegin:
-    case LineId::StationKeyTask:
-    case LineId::ReceiverKeyTask:
-    case LineId::StationKeypadTask:
-    case LineId::BoundTask:
-    case LineId::UnboundTask:
-    case LineId::StationAudioTask:
-    case LineId::ReceiverAudioTask:
-    case LineId::ReceiverLinkTask:
-    case LineId::RecognizeResult:
-    case LineId::EvaluateResult:
-    case LineId::GeneralResult:
-    case LineId::TimeoutTask:
+    if (IsTaskThreads(reading.id)) {
         task_thread_ = line.thread;
         task_thread_known_ = true;
-        break;
-    default:
-        break;
     }
     if (task_thread_known_ && line.thread == task_thread_) {
         OnTaskLine(line, reading);

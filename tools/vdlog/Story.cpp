@@ -186,8 +186,7 @@ void Story::OnLine(const LogLine& line) {
     if (line.function.find('~') != std::string_view::npos || line.function.ends_with("::StopStatusCheck")) {
         return;
     }
-    switch (reading.id) {
-    case LineId::Ordinary:
+    if (reading.id == LineId::Ordinary) {
         if (task_thread_known_ && line.thread == task_thread_) {
             ++task_lines_;
             last_.task_line = line.at;
@@ -195,26 +194,10 @@ void Story::OnLine(const LogLine& line) {
         }
         last_.reader_silent = last_.reader_silent && line.thread != reader_thread_;
         return;
-    case LineId::TaskLoopBegin:
-    case LineId::CommandBegin:
-    case LineId::StationKeyTask:
-    case LineId::ReceiverKeyTask:
-    case LineId::StationKeypadTask:
-    case LineId::BoundTask:
-    case LineId::UnboundTask:
-    case LineId::StationAudioTask:
-    case LineId::ReceiverAudioTask:
-    case LineId::ReceiverLinkTask:
-    case LineId::RecognizeResult:
-    case LineId::EvaluateResult:
-    case LineId::GeneralResult:
-    case LineId::TimeoutTask:
-    case LineId::ConnectBegin:
+    }
+    if (IsTaskThreads(reading.id)) {
         task_thread_ = line.thread;
         task_thread_known_ = true;
-        break;
-    default:
-        break;
     }
     if (task_thread_known_ && line.thread == task_thread_) {
         ++task_lines_;
