@@ -1,4 +1,5 @@
 import { EventEmitter } from 'node:events';
+import { setTimeout as pause } from 'node:timers/promises';
 import { FrameReader, isMessage, isPingReply, jsonFrame, pingFrame, type Frame } from './frame.js';
 import type { AnyCommand, AnyEvent } from './messages.js';
 import { validators } from './validate.js';
@@ -12,8 +13,9 @@ export interface ClientOptions {
   /** How long connecting may take, in milliseconds. */
   connectTimeout?: number;
   /**
-   * The pause between two tries. The library can't serve a client that opens the pipe between its making and the wait
-   * for a client, well below a millisecond, nor anybody after that one; so tries must be few.
+   * The pause between two tries, in milliseconds, and between the end of a connection of this process and the first try
+   * of the next one: then the library makes its pipe anew. It can't serve a client that opens the pipe between its making
+   * and the wait for a client, well below a millisecond, nor anybody after that one; so tries must be few.
    */
   retryPause?: number;
   /** How long the reply to the ping behind connecting may take. */
@@ -107,6 +109,9 @@ const EVENT_NAMES = new Set<string>([
   'evaluated',
   'voice-record',
 ] satisfies EventName[]);
+
+/** When a connection of this process to a path has ended. */
+const ended = new Map<string, number>();
 
 /** Connects; rejects with a ConnectError that says what is the matter. */
 export async function connect(options: ClientOptions = {}): Promise<Client> {
@@ -328,7 +333,7 @@ export class Client extends EventEmitter {
     }
     this.#closed = true;
     this.#stop.abort();
-    this.#wire?.destroy();
+    this.#hangUp();
     this.#drop(new Error('the client was closed'));
     this.#deliver(() => {
       for (const queue of [...this.#iterators]) {
@@ -346,7 +351,15 @@ export class Client extends EventEmitter {
   /** Opens the pipe, and makes sure that somebody serves it. */
   async #enter(timeout: number): Promise<void> {
     const deadline = performance.now() + timeout;
+    let tried = -Infinity;
     for (;;) {
+      await this.#pause(() => {
+        const last = Math.max(tried, ended.get(this.#options.path) ?? -Infinity);
+        return Math.min(last + this.#options.retryPause, deadline);
+      });
+      if (this.#stop.signal.aborted) {
+        throw new ConnectError('cancelled');
+      }
       let failure: ConnectFailure = 'failed';
       let cause: unknown;
       try {
@@ -365,25 +378,24 @@ export class Client extends EventEmitter {
       if (performance.now() >= deadline) {
         throw new ConnectError(failure, cause);
       }
-      await this.#pause(Math.min(this.#options.retryPause, Math.max(deadline - performance.now(), 1)));
-      if (this.#stop.signal.aborted) {
-        throw new ConnectError('cancelled');
-      }
+      tried = performance.now();
     }
   }
 
-  async #pause(milliseconds: number): Promise<void> {
-    await new Promise<void>((resolve) => {
-      const timer = setTimeout(resolve, milliseconds);
-      this.#stop.signal.addEventListener(
-        'abort',
-        () => {
-          clearTimeout(timer);
-          resolve();
-        },
-        { once: true },
-      );
-    });
+  /** Until a time, which may move on meanwhile; ends early where the client is closed. */
+  async #pause(until: () => number): Promise<void> {
+    const { signal } = this.#stop;
+    for (let left = until() - performance.now(); left > 0 && !signal.aborted; left = until() - performance.now()) {
+      await pause(Math.ceil(left), undefined, { signal }).catch(() => undefined);
+    }
+  }
+
+  #hangUp(): void {
+    if (this.#wire) {
+      this.#wire.destroy();
+      this.#wire = undefined;
+      ended.set(this.#options.path, performance.now());
+    }
   }
 
   async #open(): Promise<void> {
@@ -394,7 +406,7 @@ export class Client extends EventEmitter {
     });
     this.#wire = wire;
     if (this.#stop.signal.aborted) {
-      wire.destroy();
+      this.#hangUp();
       throw new ConnectError('cancelled');
     }
     // Whatever comes shows that somebody serves: events that nobody has heard yet come before the reply.
@@ -412,8 +424,7 @@ export class Client extends EventEmitter {
           this.#served = true;
           resolve();
         } else {
-          wire.destroy();
-          this.#wire = undefined;
+          this.#hangUp();
           reject(result);
         }
       };
@@ -432,7 +443,6 @@ export class Client extends EventEmitter {
     try {
       frames = this.#reader.add(bytes);
     } catch (error) {
-      this.#wire?.destroy();
       this.#onLost((error as Error).message);
       return;
     }
@@ -450,7 +460,7 @@ export class Client extends EventEmitter {
   }
 
   #onLost(reason: string): void {
-    this.#wire = undefined;
+    this.#hangUp();
     if (this.#greeting) {
       this.#greeting(new Error(reason));
       return;
@@ -469,11 +479,8 @@ export class Client extends EventEmitter {
 
   async #comeBack(): Promise<void> {
     try {
-      await this.#pause(this.#options.retryPause);
-      if (!this.#closed) {
-        await this.#enter(Infinity);
-        this.#deliver(() => this.emit('back'), 'first');
-      }
+      await this.#enter(Infinity);
+      this.#deliver(() => this.emit('back'), 'first');
     } catch (error) {
       if (!this.#closed) {
         this.#finish(error as ConnectError);

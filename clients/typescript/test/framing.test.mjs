@@ -214,6 +214,34 @@ test('a server that comes later is found', async () => {
   assert.equal(client.connected, true);
 });
 
+test('a client that waits long for the pipe leaves nothing behind on its signal', async () => {
+  const warnings = [];
+  const note = (warning) => warnings.push(warning.message);
+  process.on('warning', note);
+  await assert.rejects(connect({ path: server.path, connectTimeout: 200, retryPause: 2 }), failsWith('nobody-serves'));
+  await new Promise((resolve) => setImmediate(resolve));
+  process.off('warning', note);
+  assert.deepEqual(warnings, []);
+});
+
+test('behind the end of a connection a pause comes before the next one', async () => {
+  const { client } = await meet();
+  const begin = performance.now();
+  await client.close();
+  clients.push(await connect({ path: server.path, retryPause: 300 }));
+  assert.ok(performance.now() - begin >= 300, `${performance.now() - begin}`);
+});
+
+test('a client that waits while another one comes and goes pauses behind its end', async () => {
+  const waiting = connect({ path: server.path, retryPause: 300 });
+  await new Promise((resolve) => setTimeout(resolve, 100));
+  const { client } = await meet();
+  const begin = performance.now();
+  await client.close();
+  clients.push(await waiting);
+  assert.ok(performance.now() - begin >= 300, `${performance.now() - begin}`);
+});
+
 test('connected but not served is told, not waited for', async () => {
   await server.listen({ greet: false });
   await assert.rejects(connect({ path: server.path, pingTimeout: 100 }), (error) => {

@@ -36,6 +36,8 @@ export class Host {
 
   async run() {
     const portFile = path.join(this.folder, 'classroom.port');
+    const pipes = () => this.log().split('CreateServerPipe end').length;
+    const before = pipes();
     rmSync(portFile, { force: true });
     this.process = spawn(path.join(this.folder, 'vdhost.exe'), [], {
       cwd: this.folder,
@@ -46,6 +48,9 @@ export class Host {
     this.ended = once(this.process, 'exit');
     await until(() => existsSync(portFile) && readFileSync(portFile, 'utf8') !== '', 'the classroom comes up');
     this.port = Number(readFileSync(portFile, 'utf8'));
+    // Who opens the pipe in the moment of its making is never served.
+    await until(() => pipes() > before, 'the library makes its pipe');
+    await pause(100);
   }
 
   /** Ends as a crash would. */
