@@ -87,9 +87,9 @@ public:
 
     bool Flush(std::chrono::milliseconds timeout) {
         std::unique_lock lock(mutex_);
-        const std::uint64_t mine = visit_;
-        WaitOn(changed_, lock, timeout, [this, mine] { return unsent_ == 0 || !served_ || visit_ != mine; });
-        return served_ && visit_ == mine && unsent_ == 0;
+        const std::uint64_t last = gone_ + outgoing_.size();
+        WaitOn(changed_, lock, timeout, [this, last] { return gone_ >= last; });
+        return gone_ >= last && (last <= lost_behind_ || last > lost_up_to_);
     }
 
     std::optional<std::chrono::duration<double, std::milli>> Ping(std::chrono::milliseconds timeout) {
@@ -241,8 +241,13 @@ private:
         if (!closing_) {
             Push({ConnectionLost{error_, outgoing_.size()}, {}});
         }
-        outgoing_.clear();
+        if (!outgoing_.empty()) {
+            lost_behind_ = gone_;
+            lost_up_to_ = gone_ += outgoing_.size();
+            outgoing_.clear();
+        }
         unsent_ = 0;
+        changed_.notify_all();
     }
 
     void NoteError() {
@@ -268,6 +273,7 @@ private:
             }
             unsent_ -= outgoing_.front().size();
             outgoing_.pop_front();
+            ++gone_;
             changed_.notify_all();
         }
     }
@@ -308,6 +314,10 @@ private:
     std::uint64_t replies_ = 0;
     std::deque<std::string> outgoing_;
     std::size_t unsent_ = 0;
+    /// So many frames have left the queue; of them the last connection that was lost took the ones between the next two.
+    std::uint64_t gone_ = 0;
+    std::uint64_t lost_behind_ = 0;
+    std::uint64_t lost_up_to_ = 0;
     std::deque<Incoming> incoming_;
 };
 

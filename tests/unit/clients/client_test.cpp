@@ -179,6 +179,34 @@ TEST_F(ClientTest, ServerThatDoesNotRead_FillsTheQueueAndNothingElse) {
     EXPECT_EQ(client_->SendJson(command), SendResult::Queued);
 }
 
+TEST_F(ClientTest, FlushBehindALostConnection_TellsWhetherEverythingWasWritten) {
+    Meet();
+    EXPECT_EQ(client_->Send(Quit{}), SendResult::Queued);
+    EXPECT_EQ(server_.TakeWrite(), JsonFrameBytes(R"({"command":"quit"})"));
+    server_.HangUp();
+    EXPECT_TRUE(NextIs<ConnectionLost>());
+    EXPECT_TRUE(client_->Flush(kSoon)) << "the host that was told to end has ended";
+
+    server_.Listen();
+    ASSERT_TRUE(server_.Greet());
+    EXPECT_TRUE(NextIs<ConnectionBack>());
+    const std::string command = R"({"command":"text","device":"0","row1":")" + std::string(6000, 'x') + "\"}";
+    while (client_->SendJson(command) == SendResult::Queued && client_->Unsent() < 100000) {
+        // until the server's buffer is full
+    }
+    server_.HangUp();
+    EXPECT_FALSE(client_->Flush(kSoon));
+    EXPECT_TRUE(NextIs<ConnectionLost>());
+    EXPECT_FALSE(client_->Flush(kSoon)) << "what was lost isn't written later";
+
+    server_.Listen();
+    ASSERT_TRUE(server_.Greet());
+    EXPECT_TRUE(NextIs<ConnectionBack>());
+    EXPECT_FALSE(client_->Flush(kSoon));
+    EXPECT_EQ(client_->Send(Quit{}), SendResult::Queued);
+    EXPECT_TRUE(client_->Flush(kSoon));
+}
+
 TEST_F(ClientTest, CommandThatTheProtocolHasNoWordsFor_IsInvalidAndNotSent) {
     Meet();
     EXPECT_EQ(client_->Send(Text{.row1 = "\xFF"}), SendResult::Invalid);

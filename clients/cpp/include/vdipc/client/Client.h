@@ -86,7 +86,8 @@ public:
     SendResult SendBytes(std::string bytes);
     /// Bytes that are queued and not yet written.
     std::size_t Unsent() const;
-    /// Waits until everything that was queued is written; false when the time is over or the connection lost.
+    /// Waits until everything that was queued is written, whatever becomes of the connection behind that; false when the
+    /// time is over, or some of it is lost with the connection.
     bool Flush(std::chrono::milliseconds timeout);
 
     /// Sends a ping, waits for its reply, and says how long that took; nothing when none came in time. When it has come,
