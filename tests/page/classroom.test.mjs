@@ -57,6 +57,23 @@ test('Keypad_AnswersByClickAndByKeyboard', async () => {
   await until('the tile tells the keys', async () => /pressed B/.test(await tile(2).getAttribute('aria-label')));
 });
 
+test('KeysTypedInARow_ArriveInTheirOrder', async () => {
+  teacher.send({command: 'ask', device: '0', type: 'multiple-choice', row1: 'In order?', custom: 'order'});
+  await tile(6).getByText('In order?').waitFor();
+  await tile(6).focus();
+  // The first one takes longer on its way, as it may on a busy machine.
+  let requests = 0;
+  await page.route('**/do', async (route) => {
+    await new Promise((resolve) => setTimeout(resolve, ++requests === 1 ? 500 : 0));
+    await route.continue();
+  });
+  for (const key of ['c', 'a', 't']) {
+    await page.keyboard.press(key);
+  }
+  assert.equal((await teacher.event('key-pressed', ({custom}) => custom === 'order')).key, 'CA');
+  await page.unroute('**/do');
+});
+
 test('ManyKeypads_AnswerTogetherWithinTheTime', async () => {
   teacher.send({command: 'ask', device: '0', type: 'multiple-choice', row1: 'Which?', custom: 'q2'});
   await tile(1).getByText('Which?').waitFor();

@@ -6,6 +6,7 @@ export class Refused extends Error {}
 export class Server {
   #token = '';
   #source = null;
+  #sent = Promise.resolve();
 
   /// `lost` are the words for a server that doesn't answer.
   constructor(lost) {
@@ -23,8 +24,16 @@ export class Server {
     return response.json();
   }
 
-  /// Sends a value as JSON, a text as it stands, and returns the answer's. A token of an earlier run of the server is renewed once.
-  async post(path, value) {
+  /// Sends a value as JSON, a text as it stands, and returns the answer's. What is sent later waits for it: on connections side
+  /// by side the second of two keys could arrive first.
+  post(path, value) {
+    const answer = this.#sent.then(() => this.#post(path, value));
+    this.#sent = answer.catch(() => {});
+    return answer;
+  }
+
+  /// A token of an earlier run of the server is renewed once.
+  async #post(path, value) {
     const send = () => fetch(path, {
       method: 'POST',
       headers: {'Content-Type': 'application/json', 'X-Page-Token': this.#token},
