@@ -61,7 +61,7 @@ public:
 private:
     void Read(const std::string& file, EventList& events) {
         Story story(events);
-        ReadLogs({file}, story);
+        ReadLogs({file}, story, text_);
     }
 
     std::size_t NumberOf(const std::string& text) {
@@ -256,7 +256,7 @@ private:
 
     const Options& options_;
     std::ostream& out_;
-    const Text text_;
+    Text text_;
     EventList a_;
     EventList b_;
     std::unordered_map<std::string, std::size_t> numbers_;

@@ -217,11 +217,11 @@ void AddKeypadOptions(CLI::App& app, Options& options) {
 int RunKeypad(const Options& asked, std::ostream& out) {
     Options options = asked;
     options.keypad = KeypadNumber(asked.keypad);
-    const Text text(options.encoding, options.redact);
+    Text text(options.encoding, options.redact);
     KeypadLife life(options, out, text);
     Story story(life);
     life.Follow(story);
-    ReadLogs(options.files, story);
+    ReadLogs(options.files, story, text);
     life.Finish();
     return kDone;
 }

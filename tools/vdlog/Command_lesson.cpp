@@ -28,10 +28,10 @@ void AddLessonOptions(CLI::App& app, Options& options) {
 }
 
 int RunLesson(const Options& options, std::ostream& out) {
-    const Text text(options.encoding, options.redact);
+    Text text(options.encoding, options.redact);
     OutputFile file(options, out);
     LessonMaker maker(text, options.fast);
-    ReadLines(options.files, maker);
+    ReadLines(options.files, maker, text);
     maker.End();
     const std::uint64_t steps = maker.Write(file.Stream(), options.files);
     file.Finish();

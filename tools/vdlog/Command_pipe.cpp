@@ -12,8 +12,8 @@ namespace {
 
 class PipePrinter final : public FactSink {
 public:
-    PipePrinter(const Options& options, std::ostream& out)
-        : out_(out), text_(options.encoding, options.redact), several_(options.files.size() > 1) {}
+    PipePrinter(const Options& options, std::ostream& out, const Text& text)
+        : out_(out), text_(text), several_(options.files.size() > 1) {}
 
     void OnFact(const Fact& fact) override {
         switch (fact.kind) {
@@ -71,15 +71,16 @@ private:
     }
 
     std::ostream& out_;
-    Text text_;
+    const Text& text_;
     bool several_;
     std::string line_;
 };
 
 int RunPipe(const Options& options, std::ostream& out) {
-    PipePrinter printer(options, out);
+    Text text(options.encoding, options.redact);
+    PipePrinter printer(options, out, text);
     Story story(printer);
-    ReadLogs(options.files, story);
+    ReadLogs(options.files, story, text);
     return kDone;
 }
 

@@ -635,11 +635,11 @@ void AddSummaryOptions(CLI::App& app, Options& options) {
 }
 
 int RunSummary(const Options& options, std::ostream& out) {
-    const Text text(options.encoding, options.redact);
+    Text text(options.encoding, options.redact);
     Summary summary(options, out, text);
     Story story(summary);
     summary.Follow(story);
-    ReadLogs(options.files, story);
+    ReadLogs(options.files, story, text);
     summary.Finish();
     return kDone;
 }

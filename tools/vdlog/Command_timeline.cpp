@@ -160,7 +160,7 @@ std::string NarrowedTo(const Options& options, const Text& text) {
 
 class PageWriter {
 public:
-    PageWriter(const Chart& chart, const Options& options, const Text& text, std::ostream& out)
+    PageWriter(const Chart& chart, const Options& options, Text& text, std::ostream& out)
         : chart_(chart), options_(options), text_(text), out_(out) {
         for (const page::PageFile& file : page::TimelinePageFiles()) {
             page_ = file.content;
@@ -187,7 +187,7 @@ public:
         const std::vector<Place> wanted = PlacesOf(chart_.Things());
         out_ << ",\"lines\":[";
         LineWriter lines(wanted, begin_, text_, out_);
-        ReadLines(files, lines);
+        ReadLines(files, lines, text_);
         out_ << "],\n\"levels\":" << SafeInPage(JsonList(lines.Levels().All()))
              << ",\n\"functions\":" << SafeInPage(JsonList(lines.Functions().All())) << ",\n\"things\":[";
         for (const Thing& thing : chart_.Things()) {
@@ -256,7 +256,7 @@ private:
 
     const Chart& chart_;
     const Options& options_;
-    const Text& text_;
+    Text& text_;
     std::ostream& out_;
     std::string_view page_;
     std::int64_t begin_ = 0;
@@ -270,13 +270,13 @@ void AddTimelineOptions(CLI::App& app, Options& options) {
 }
 
 int RunTimeline(const Options& options, std::ostream& out) {
-    const Text text(options.encoding, options.redact);
+    Text text(options.encoding, options.redact);
     OutputFile file(options, out);
     const RereadableFiles files(options.files);
     Chart chart(options, text, kMostDrawn);
     Story story(chart);
     chart.Follow(story);
-    ReadLogs(files.Names(), story);
+    ReadLogs(files.Names(), story, text);
     chart.Finish();
     // Who reads standard output wants the whole form, however little is in it.
     if (const std::string missing = chart.Missing(); !missing.empty() && !file.IsStandard()) {

@@ -167,12 +167,12 @@ void AddTraceOptions(CLI::App& app, Options& options) {
 }
 
 int RunTrace(const Options& options, std::ostream& out) {
-    const Text text(options.encoding, options.redact);
+    Text text(options.encoding, options.redact);
     OutputFile file(options, out);
     Chart chart(options, text, kMostTraced);
     Story story(chart);
     chart.Follow(story);
-    ReadLogs(options.files, story);
+    ReadLogs(options.files, story, text);
     chart.Finish();
     // Who reads standard output wants the whole form, however little is in it.
     if (const std::string missing = chart.Missing(); !missing.empty() && !file.IsStandard()) {

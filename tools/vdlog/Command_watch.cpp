@@ -61,7 +61,7 @@ std::filesystem::path NextLog(const std::filesystem::path& file) {
 }  // namespace
 
 int Watch(const Options& options, std::ostream& out, const std::function<bool()>& go_on) {
-    const Text text(options.encoding, options.redact);
+    Text text(options.encoding, options.redact);
     bool telling = false;
     Reasons reasons(text, [&](const Finding& finding) {
         // A keypad that nobody pressed is told at the question's end, where it is no news.
@@ -95,8 +95,10 @@ int Watch(const Options& options, std::ostream& out, const std::function<bool()>
         file.seekg(static_cast<std::streamoff>(position));
         while (file) {
             file.read(block.data(), static_cast<std::streamsize>(block.size()));
-            reader.Feed(block.data(), static_cast<std::size_t>(file.gcount()));
-            position += static_cast<std::uintmax_t>(file.gcount());
+            const auto count = static_cast<std::size_t>(file.gcount());
+            text.Meet({block.data(), count});
+            reader.Feed(block.data(), count);
+            position += count;
         }
         return position > before;
     };

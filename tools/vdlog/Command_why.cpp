@@ -221,13 +221,13 @@ void AddWhyOptions(CLI::App& app, Options& options) {
 }
 
 int RunWhy(const Options& options, std::ostream& out) {
-    const Text text(options.encoding, options.redact);
+    Text text(options.encoding, options.redact);
     WhyPrinter printer(options, out, text);
     Reasons reasons(text, [&printer](const Finding& finding) { printer.Take(finding); });
     Named named(reasons, printer);
     Story story(named);
     reasons.Follow(story);
-    ReadLogs(options.files, story);
+    ReadLogs(options.files, story, text);
     printer.Finish(reasons.Totals());
     return kDone;
 }

@@ -135,7 +135,7 @@ std::vector<std::string> InOrder(const std::vector<std::string>& files, std::ost
     return ordered;
 }
 
-void ReadLines(const std::vector<std::string>& files, LineSink& sink) {
+void ReadLines(const std::vector<std::string>& files, LineSink& sink, Text& text) {
     Gate gate(sink);
     LineReader reader(gate);
     std::vector<char> block(kBlock);
@@ -157,6 +157,7 @@ void ReadLines(const std::vector<std::string>& files, LineSink& sink) {
             if (first.size() < 2) {
                 first.append(block.data(), std::min<std::size_t>(count, 2));
             }
+            text.Meet({block.data(), count});
             reader.Feed(block.data(), count);
             progress.Add(count);
         }
@@ -180,8 +181,8 @@ std::vector<std::string> NamesOfLogs(const Options& options, const Text& text) {
     return names;
 }
 
-void ReadLogs(const std::vector<std::string>& files, Story& story) {
-    ReadLines(files, story);
+void ReadLogs(const std::vector<std::string>& files, Story& story, Text& text) {
+    ReadLines(files, story, text);
     story.End();
 }
 

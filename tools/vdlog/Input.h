@@ -38,12 +38,13 @@ private:
     LineSink& sink_;
 };
 
-/// Reads all files through, line by line. On a terminal, progress goes to standard error for large ones. Raises
-/// std::runtime_error for a file that can't be read, and for files without any line of a log.
-void ReadLines(const std::vector<std::string>& files, LineSink& sink);
+/// Reads all files through, line by line; `text` meets each piece before its lines are given. On a terminal, progress goes to
+/// standard error for large ones. Raises std::runtime_error for a file that can't be read, and for files without any line of a
+/// log.
+void ReadLines(const std::vector<std::string>& files, LineSink& sink, Text& text);
 
 /// The same, to the end of the story.
-void ReadLogs(const std::vector<std::string>& files, Story& story);
+void ReadLogs(const std::vector<std::string>& files, Story& story, Text& text);
 
 /// The logs' names for people, without their folders.
 std::vector<std::string> NamesOfLogs(const Options& options, const Text& text);

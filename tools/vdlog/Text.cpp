@@ -36,6 +36,24 @@ std::size_t Sequence(std::string_view bytes) {
     return wrong ? 0 : length;
 }
 
+/// How many bytes at the beginning are UTF-8.
+std::size_t Utf8Length(std::string_view bytes) {
+    std::size_t at = 0;
+    while (at < bytes.size()) {
+        const std::size_t length = Sequence(bytes.substr(at));
+        if (length == 0) {
+            break;
+        }
+        at += length;
+    }
+    return at;
+}
+
+bool IsAscii(std::string_view bytes) {
+    return std::all_of(bytes.begin(), bytes.end(),
+                       [](char c) { return static_cast<unsigned char>(c) < 0x80; });
+}
+
 std::size_t Characters(std::string_view utf8) {
     return static_cast<std::size_t>(std::count_if(
         utf8.begin(), utf8.end(), [](char c) { return (static_cast<unsigned char>(c) & 0xC0) != 0x80; }));
@@ -210,14 +228,23 @@ void Redact(Json::Value& value, const std::string& name) {
 }  // namespace
 
 bool IsUtf8(std::string_view bytes) {
-    while (!bytes.empty()) {
-        const std::size_t length = Sequence(bytes);
-        if (length == 0) {
-            return false;
-        }
-        bytes.remove_prefix(length);
-    }
-    return true;
+    return Utf8Length(bytes) == bytes.size();
+}
+
+bool IsCutUtf8(std::string_view bytes) {
+    const std::size_t length = Utf8Length(bytes);
+    const std::string_view rest = bytes.substr(length);
+    // The first byte of a sequence says how long it had to be, and the others look alike.
+    const auto looks_cut = [&rest] {
+        const auto first = static_cast<unsigned char>(rest[0]);
+        return first >= 0xC2 && first < 0xF5 &&
+               rest.size() < (first >= 0xF0   ? 4U
+                              : first >= 0xE0 ? 3U
+                                              : 2U) &&
+               std::all_of(rest.begin() + 1, rest.end(),
+                           [](char c) { return (static_cast<unsigned char>(c) & 0xC0) == 0x80; });
+    };
+    return !rest.empty() && looks_cut() && !IsAscii(bytes.substr(0, length));
 }
 
 Text::Text(const std::string& encoding, bool redact)
@@ -229,23 +256,36 @@ Text::Text(const std::string& encoding, bool redact)
     }
 }
 
+void Text::Meet(std::string_view bytes) {
+    if (converter_ == nullptr) {
+        guess_.Meet(bytes);
+    }
+}
+
 std::string Text::Utf8(std::string_view bytes) const {
-    if (std::all_of(bytes.begin(), bytes.end(),
-                    [](char c) { return static_cast<unsigned char>(c) < 0x80; })) {
+    if (IsAscii(bytes)) {
         return std::string(bytes);
     }
     std::string text;
     if (converter_ != nullptr) {
         converter_->ToUtf8(bytes, text);
-    } else if (IsUtf8(bytes)) {
-        text = bytes;
-    } else if (chinese_ == nullptr || !chinese_->ToUtf8(bytes, text)) {
-        if (western_ != nullptr) {
-            western_->ToUtf8(bytes, text);
-        } else {
-            text = bytes;
-        }
+        return text;
     }
+    if (IsUtf8(bytes)) {
+        return std::string(bytes);
+    }
+    if (IsCutUtf8(bytes)) {
+        return std::string(bytes.substr(0, Utf8Length(bytes))) + "\xEF\xBF\xBD";
+    }
+    const CodePage page = guess_.Of(bytes);
+    if (page != CodePage::Western && chinese_ != nullptr &&
+        (chinese_->ToUtf8(bytes, text) || page == CodePage::Chinese)) {
+        return text;
+    }
+    if (western_ == nullptr) {
+        return std::string(bytes);
+    }
+    western_->ToUtf8(bytes, text);
     return text;
 }
 

@@ -2,6 +2,7 @@
 // inside where that is asked for.
 #pragma once
 
+#include "tools/vdlog/CodePage.h"
 #include "tools/vdlog/Platform.h"
 
 #include <memory>
@@ -13,9 +14,12 @@ namespace vdipc::log {
 
 class Text {
 public:
-    /// `encoding` empty: UTF-8 where the bytes are, else code page 936 where they fit it, else 1252. Raises
+    /// `encoding` empty: UTF-8 where the bytes are, else code page 936 or 1252, as the log shows it. Raises
     /// std::invalid_argument for an encoding that the system doesn't know.
     explicit Text(const std::string& encoding = {}, bool redact = false);
+
+    /// The log as it comes, in pieces of any size, before texts out of it.
+    void Meet(std::string_view bytes);
 
     /// In UTF-8. Nothing else is changed.
     std::string Utf8(std::string_view bytes) const;
@@ -38,12 +42,15 @@ public:
 private:
     std::string encoding_;
     bool redact_;
+    CodePageGuess guess_;
     std::unique_ptr<Converter> converter_;  // the chosen one
     std::unique_ptr<Converter> chinese_;
     std::unique_ptr<Converter> western_;
 };
 
 bool IsUtf8(std::string_view bytes);
+/// Whether it is UTF-8 beyond ASCII but for its last character, which is cut: the log cuts lines by bytes.
+bool IsCutUtf8(std::string_view bytes);
 
 /// Appends a JSON string with its quotes. The text must be UTF-8; anything that isn't is replaced.
 void AppendJsonString(std::string& out, std::string_view utf8);
