@@ -19,7 +19,7 @@ import time
 
 import packages
 
-SECONDS = 60
+SECONDS = 180
 STANDINS = ("Classroom", "Grundkit", "SocketVoteDeck", "Trackwire", "VoteDeck", "ZVNSpeech")
 
 

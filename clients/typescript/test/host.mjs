@@ -102,7 +102,7 @@ export class Host {
   }
 }
 
-export async function until(condition, what, seconds = 30) {
+export async function until(condition, what, seconds = 90) {
   const deadline = performance.now() + seconds * 1000;
   while (!(await condition())) {
     if (performance.now() > deadline) {
@@ -115,7 +115,7 @@ export async function until(condition, what, seconds = 30) {
 /** Brings the base station up, and so many keypads on. */
 export async function begin(host, client, keypads) {
   client.init('audio');
-  const state = await client.next('device-inited', undefined, { timeout: 30_000 });
+  const state = await client.next('device-inited', undefined, { timeout: 90_000 });
   assert.deepEqual(state['avaliable-device'], ['RV2']);
   if (keypads > 0) {
     const all = collect(client, 'activated', keypads);
