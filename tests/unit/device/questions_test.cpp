@@ -315,6 +315,16 @@ TEST_F(Questions, EmptyCustom_EqualsAnEmptyOneForASpeechResult) {
     EXPECT_FALSE(device_.CheckLastQuestionCustom("7", "c"));
 }
 
+TEST_F(Questions, IdOfASpeechResult_IsTakenAsItStandsAndNeverNormalised) {
+    device_.CreateTextRecordForDevice("7");
+    device_.HandleAsk(Ask("0", QuestionType::Audio, "c"));
+    EXPECT_TRUE(device_.CheckLastQuestionCustom("7", "c"));
+    EXPECT_TRUE(device_.CheckLastQuestionCustom("0", "c"));
+    for (const char* other : {"07", "007", "00", "", " 7", "+7"}) {
+        EXPECT_FALSE(device_.CheckLastQuestionCustom(other, "c")) << other;
+    }
+}
+
 TEST_F(Questions, IdOfAnAsk_IsTakenAsItStandsAndNeverNormalised) {
     device_.CreateTextRecordForDevice("7");
     EXPECT_CALL(device_, StartQuestion("007", QuestionType::SingleChoice));
