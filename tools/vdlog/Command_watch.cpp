@@ -11,7 +11,6 @@
 #include <CLI/CLI.hpp>
 
 #include <algorithm>
-#include <chrono>
 #include <fstream>
 #include <ostream>
 #include <stdexcept>
@@ -157,7 +156,7 @@ int RunWatch(const Options& options, std::ostream& out) {
         throw std::invalid_argument("\"watch\" follows one file");
     }
     return Watch(options, out, [] {
-        std::this_thread::sleep_for(std::chrono::milliseconds(150));
+        std::this_thread::sleep_for(kBetweenLooks);
         return true;
     });
 }

@@ -5,6 +5,7 @@
 
 #include <gtest/gtest.h>
 
+#include <chrono>
 #include <filesystem>
 #include <fstream>
 #include <functional>
@@ -24,9 +25,11 @@ std::string LogOf(const std::string& day) {
 const std::string kDay = "2026.11.22";
 const std::string kNextDay = "2026.11.23";
 
+/// Looks that follow a line until it is told, at most.
+constexpr int kLooks = 3;
+
 /// Does a step behind so many looks each, and says what was printed since the step before.
 std::vector<std::string> WatchSteps(Options options, const std::vector<std::function<void()>>& steps) {
-    constexpr int kLooks = 3;
     std::ostringstream out;
     std::vector<std::string> printed;
     std::size_t looks = 0;
@@ -77,6 +80,11 @@ TEST(WatchCommand, GrowingFileAndTheNextDays_TellSilentPressesOnce) {
     EXPECT_EQ(printed[3].find("Watching vote_deck.2026.11.23.log"), 0U) << printed[3];
     EXPECT_NE(printed[3].find("pressed D"), std::string::npos) << printed[3];
     EXPECT_EQ(printed[4], "");
+}
+
+TEST(WatchCommand, LooksThatAPressNeeds_TakeLessThanASecond) {
+    // The first look comes up to a pause behind the press; half of the time is left to the looks themselves.
+    EXPECT_LE(kLooks * kBetweenLooks, std::chrono::milliseconds(500));
 }
 
 TEST(WatchCommand, FilesOfLaterDaysThatAreThere_AreNoNews) {
