@@ -52,9 +52,7 @@ protected:
 };
 
 TEST_F(LessonSystem, BaseStationLesson_PlaysToItsEnd) {
-    const auto begin = std::chrono::steady_clock::now();
     EXPECT_EQ(Play(std::string(VDIPC_SOURCE_DIR) + "/lessons/base-station.lesson"), 0U) << output_;
-    EXPECT_LT(std::chrono::steady_clock::now() - begin, std::chrono::seconds(60));
     EXPECT_NE(output_.find("SIMULATED"), std::string::npos);
     EXPECT_NE(output_.find("seed 2026"), std::string::npos);
     EXPECT_GT(events_, 100U);
@@ -98,9 +96,7 @@ TEST_F(LessonSystem, HostThatServesAlready_IsLeftAlone) {
     TestClient teacher;
     Init(teacher);
     const std::string file = Written("beside.lesson", "host start\nclient start\nclient init audio\n");
-    const auto begin = std::chrono::steady_clock::now();
     EXPECT_EQ(Play(file), 1U);
-    EXPECT_LT(std::chrono::steady_clock::now() - begin, std::chrono::seconds(15));
     EXPECT_NE(output_.find("LESSON FAILED: line 1: a host serves the pipe already"), std::string::npos)
         << output_;
     EXPECT_TRUE(teacher.Ping());

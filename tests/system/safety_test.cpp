@@ -95,7 +95,7 @@ TEST_F(Safety, NameThatIsTakenBeforehand_GivesTheClientToTheOther) {
     // The name is older there, so clients are given that instance first.
     const OpenedPipe client(GENERIC_READ | GENERIC_WRITE);
     ASSERT_TRUE(client.IsOpen());
-    EXPECT_EQ(WaitForSingleObject(connecting.hEvent, 10000), WAIT_OBJECT_0);
+    EXPECT_EQ(WaitForSingleObject(connecting.hEvent, 60000), WAIT_OBJECT_0);
     EXPECT_EQ(CountInLog("Connect ConnectNamedPipe success"), 0U);
     CloseHandle(taken);
     CloseHandle(connecting.hEvent);

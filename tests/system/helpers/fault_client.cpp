@@ -31,8 +31,8 @@ void Say(const char* word) {
 int main() {
     vdipc::client::Connection pipe;
     vdipc::client::Frame reply;
-    if (pipe.Open(std::chrono::milliseconds(30000)) != vdipc::client::ConnectResult::Connected ||
-        !pipe.Write(vdipc::client::PingBytes()) || !pipe.Read(reply, std::chrono::seconds(10))) {
+    if (pipe.Open(std::chrono::seconds(60)) != vdipc::client::ConnectResult::Connected ||
+        !pipe.Write(vdipc::client::PingBytes()) || !pipe.Read(reply, std::chrono::seconds(60))) {
         Say("nobody serves");
         return 1;
     }

@@ -17,9 +17,9 @@
 namespace vdipc::test {
 
 /// How long a row waits for what a host does at once.
-inline constexpr std::chrono::milliseconds kSoon{30000};
-/// The longest that a stop may take: two seconds are the library's own, the rest is for a loaded machine.
-inline constexpr std::chrono::milliseconds kStopDeadline{12000};
+inline constexpr std::chrono::milliseconds kSoon{60000};
+/// A stop that takes longer hangs: two seconds are the library's own, the rest is for a loaded machine.
+inline constexpr std::chrono::milliseconds kStopDeadline{60000};
 
 /// A client in a process of its own, which writes what it is told, never reads, and is killed.
 class FaultClient {

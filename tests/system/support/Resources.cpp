@@ -106,7 +106,7 @@ void FaultRow::Finish(const Resources& allowed) {
             after = Now();
             return IsWithin(after, allowed);
         },
-        std::chrono::seconds(10));
+        kPatience);
     std::cout << "row " << name_ << ": " << times_ << " times, handles " << before_.handles << " -> "
               << after.handles << ", threads " << before_.threads << " -> " << after.threads
               << ", private KiB " << before_.private_kib << " -> " << after.private_kib << std::endl;
@@ -121,7 +121,7 @@ void FaultRow::FinishPlaying(const std::function<void()>& faults, const Resource
         Rebase(process_id_);
         faults();
         if (testing::Test::HasFailure() ||
-            WaitFor([&] { return IsWithin(Now(), allowed); }, std::chrono::seconds(3))) {
+            WaitFor([&] { return IsWithin(Now(), allowed); }, std::chrono::seconds(10))) {
             break;
         }
     }

@@ -63,8 +63,7 @@ TestClient::~TestClient() {
 
 void TestClient::Connect() {
     Disconnect();
-    ASSERT_EQ(pipe_.Open(std::chrono::milliseconds(30000)), client::ConnectResult::Connected)
-        << pipe_.LastError();
+    ASSERT_EQ(pipe_.Open(kPatience), client::ConnectResult::Connected) << pipe_.LastError();
     ++g_connected;
     lost_ = false;
     pending_.clear();

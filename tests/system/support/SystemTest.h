@@ -22,7 +22,7 @@
 
 namespace vdipc::test {
 
-inline constexpr std::chrono::seconds kPatience{30};
+inline constexpr std::chrono::seconds kPatience{60};
 
 /// Waits until a condition holds; false when the time is over.
 bool WaitFor(const std::function<bool()>& condition, std::chrono::milliseconds timeout = kPatience);
