@@ -104,11 +104,14 @@ test('TextWithMarkupAndChinese_StaysText', async () => {
 });
 
 test('LampAndMotor_RunAndEnd', async () => {
-  teacher.send({command: 'hi', device: '5', arguments: [{type: 'led', color: 'green', times: 5, interval: 2, duration: 2},
-    {type: 'motor', times: 5, interval: 2, duration: 2}, {type: 'beep', times: 5, interval: 2, duration: 2}]});
+  const signal = (times) => teacher.send({command: 'hi', device: '5', arguments: [{type: 'led', color: 'green', times, interval: 2, duration: 2},
+    {type: 'motor', times, interval: 2, duration: 2}, {type: 'beep', times, interval: 2, duration: 2}]});
+  // For so long that it is seen, and then for so short that its end is.
+  signal(1000);
   await tile(5).getByText('lamp green').waitFor();
   await tile(5).getByText('motor').waitFor();
   assert.match(await tile(5).getAttribute('aria-label'), /lamp green, motor runs/);
+  signal(2);
   await tile(5).getByText('lamp green').waitFor({state: 'hidden'});
 });
 
@@ -162,7 +165,7 @@ test('Station_LosesPowerAndComesBack', async () => {
   await station.getByLabel('no power').check();
   await shown(/^1 of \d+ keypads/);
   await teacher.event('removed', (event) => event.info === 'no-power');
-  assert.match(await tile(1).getAttribute('aria-label'), /logged off/);
+  await until('the tile shows it', async () => /logged off/.test(await tile(1).getAttribute('aria-label')));
   await station.getByLabel('ready').check();
   await until('the station is open again', async () => (await host.state('?keypads=0')).station.enabled);
   await page.getByRole('button', {name: 'Log on keypads'}).click();
@@ -182,7 +185,7 @@ test('Receiver_IsPulledOutAndLastAskedIsTold', async () => {
 test('Fault_BeginsAndEndsByItself', async () => {
   const faults = page.getByRole('region', {name: 'Faults'});
   await faults.getByLabel('Fault', {exact: true}).selectOption('duplicate');
-  await faults.getByLabel('For seconds').fill('0.3');
+  await faults.getByLabel('For seconds').fill('4');
   await faults.getByRole('button', {name: 'Begin'}).click();
   await faults.getByText('RV2: duplicate').waitFor();
   await faults.getByText('No fault stands.').waitFor();

@@ -2,7 +2,7 @@
 import assert from 'node:assert/strict';
 import {createServer} from 'node:http';
 import {after, before, test} from 'node:test';
-import {Browser, endAll, freePort, Host, Teacher, until} from './support/rig.mjs';
+import {Browser, endAll, Host, Teacher, until} from './support/rig.mjs';
 
 let host;
 let desk;
@@ -11,11 +11,12 @@ let stranger;
 let strangersPort;
 
 before(async () => {
-  strangersPort = await freePort();
   stranger = createServer((request, response) => {
     response.setHeader('Content-Type', 'text/html');
     response.end('<!doctype html><title>stranger</title>');
-  }).listen(strangersPort, '127.0.0.1');
+  });
+  await new Promise((done) => { stranger.listen(0, '127.0.0.1', done); });
+  strangersPort = stranger.address().port;
   [host, browser] = await Promise.all([Host.start(),
     // Names of a stranger's that lead to this machine: what rebinding comes to.
     Browser.start(['--host-resolver-rules=MAP *.example 127.0.0.1'])]);

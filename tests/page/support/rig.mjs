@@ -1,7 +1,6 @@
 // What the tests of the pages stand on: a real host with the real library under Wine, clients, and a browser.
 import {spawn} from 'node:child_process';
 import {existsSync, linkSync, mkdirSync, mkdtempSync, readdirSync, readFileSync, rmSync, writeFileSync} from 'node:fs';
-import {createServer} from 'node:net';
 import {join} from 'node:path';
 import {chromium} from 'playwright-core';
 
@@ -13,15 +12,8 @@ const FILES = ['vdhost.exe', 'VDIPC.dll', 'Classroom.dll', 'Grundkit.dll', 'Trac
 
 const windowsPath = (path) => `Z:${path.replaceAll('/', '\\')}`;
 
-export const freePort = () => new Promise((resolve) => {
-  const server = createServer().listen(0, '127.0.0.1', () => {
-    const {port} = server.address();
-    server.close(() => resolve(port));
-  });
-});
-
 /// Waits until `condition` gives something true, and returns that; fails with `what` after `seconds`.
-export async function until(what, condition, seconds = 30) {
+export async function until(what, condition, seconds = 90) {
   const deadline = Date.now() + seconds * 1000;
   for (;;) {
     const value = await condition();
@@ -76,8 +68,8 @@ export class Host {
     for (const file of FILES) {
       linkSync(join(bin, file), join(host.folder, file));
     }
-    host.port = await freePort();
-    host.environment = {CLASSROOM_PORT: String(host.port), ...environment};
+    host.environment = environment;
+    host.port = 0;  // any that is free
     await host.again();
     return host;
   }
@@ -85,12 +77,14 @@ export class Host {
   /// Starts the program, for the first time or once more, with the same port.
   async again() {
     rmSync(this.portFile, {force: true});
-    this.program = new Program([join(this.folder, 'vdhost.exe'), '--keep-running'], this.environment);
+    this.program = new Program([join(this.folder, 'vdhost.exe'), '--keep-running'],
+      {CLASSROOM_PORT: String(this.port), ...this.environment});
     await until('the host and its classroom are up', () => {
       if (!this.program.running) {
         throw new Error(`the host ended: ${this.program.output}`);
       }
-      return existsSync(this.portFile) && this.program.output.includes('"started"');
+      this.port = existsSync(this.portFile) ? Number(readFileSync(this.portFile, 'latin1')) : this.port;
+      return this.port > 0 && existsSync(this.portFile) && this.program.output.includes('"started"');
     });
   }
 
@@ -194,14 +188,13 @@ export class Console {
 export class Teacher {
   static async start(host) {
     const teacher = new Teacher();
-    teacher.port = await freePort();
-    teacher.program = new Program([join(bin, 'vdclient.exe'), '--page', String(teacher.port), '--classroom',
-      windowsPath(host.portFile)], {});
+    teacher.program = new Program([join(bin, 'vdclient.exe'), '--page', '0', '--classroom', windowsPath(host.portFile)], {});
     await until('the teacher\'s page is served', async () => {
       if (!teacher.program.running) {
         throw new Error(`vdclient ended: ${teacher.program.output}`);
       }
-      return fetch(teacher.url).then((answer) => answer.ok, () => false);
+      teacher.port = Number(teacher.program.output.match(/Teacher's page on http:\/\/127\.0\.0\.1:(\d+)\//)?.[1] ?? 0);
+      return teacher.port > 0 && fetch(teacher.url).then((answer) => answer.ok, () => false);
     });
     return teacher;
   }
@@ -221,6 +214,7 @@ export class Browser {
     const browser = new Browser();
     browser.complaints = [];
     browser.browser = await chromium.launch({executablePath: process.env.VDIPC_CHROMIUM || '/usr/bin/chromium',
+      timeout: 90000,
       args: ['--no-sandbox', '--disable-dev-shm-usage', ...args]});
     return browser;
   }
@@ -228,7 +222,7 @@ export class Browser {
   /// A page at an address. Complaints about a host that is gone are no surprise where the test lets it go.
   async open(url, options = {}, expected = /ERR_CONNECTION_REFUSED|ERR_INCOMPLETE_CHUNKED|ERR_CONNECTION_RESET|ERR_EMPTY_RESPONSE/) {
     const context = await this.browser.newContext({viewport: {width: 1280, height: 900}, reducedMotion: 'reduce', ...options});
-    context.setDefaultTimeout(20000);
+    context.setDefaultTimeout(90000);
     const page = await context.newPage();
     const complain = (text) => {
       if (!expected.test(text)) {
