@@ -3,9 +3,12 @@
 
 Server of Wine, hosts and clients share one processor. A round runs each program once for each operation; ratios are taken
 within a round, and their medians printed with the quartiles. "srw again" is the floor against itself: the noise.
-Requests to the server are counted in runs of their own, as the difference between a long run and a short one.
+Requests to the server are counted in runs of their own, between two marks that the client leaves in the server's protocol:
+those of the host, and those of the client that reads. What the measurement itself asks the server is counted in the same way,
+by orders that do nothing.
 """
 import argparse
+import collections
 import glob
 import json
 import os
@@ -17,16 +20,18 @@ import sys
 import time
 
 PROGRAMS = ("ours", "std", "srw", "srw again")
-# what, how often, on how many keypads; how often for counting, short and long
+# what, how often, on how many keypads; how often for counting
 OPERATIONS = {
-    "ping": ("ping", 2000, 1, (200, 1200)),
-    "key, one at a time": ("key", 300, 300, (100, 300)),
-    "key, 1,000 at once": ("flood", 1000, 1000, (200, 1000)),
+    "ping": ("ping", 2000, 1, 1000),
+    "key, one at a time": ("key", 300, 300, 300),
+    "key, 1,000 at once": ("flood", 1000, 1000, 1000),
     "ask for all, 30": ("ask", 30, 30, None),
     "ask for all, 300": ("ask", 10, 300, None),
     "ask for all, 3,000": ("ask", 4, 3000, None),
-    "arrival, 3,000": ("arrive", 3000, 0, (100, 300)),
+    "arrival, 3,000": ("arrive", 3000, 0, 300),
 }
+# Each key that is pressed by itself takes an order; of the others only the first.
+THE_ORDER = ("order", 0, 1, 300)
 PREFIX = re.compile(r"\[\d{4}-\d\d-\d\d \d\d:\d\d:\d\d\.\d{3}\]\[\w+\]\[[0-9a-f]+\] ")
 
 
@@ -145,19 +150,75 @@ def cost(bench, keypads):
             for key in runs[0]}
 
 
+class Requests:
+    """What host and client ask Wine's server between the two marks, of each kind, for one operation."""
+
+    def __init__(self, protocol, count):
+        self.host, self.client = collections.Counter(), collections.Counter()
+        owner, asking, counted, client = {}, {}, collections.Counter(), None
+        served = set()
+        for line in protocol:
+            # "0024: create_event( ... )" is a request of a thread, "0024: create_event() = 0 { ... }" the answer to it.
+            match = re.match(r"([0-9a-f]{4}): ([a-z_]+)\((.*)", line)
+            if not match:
+                continue
+            thread, kind, rest = match.groups()
+            if rest.startswith(") = "):
+                if kind == "init_first_thread":
+                    owner[thread] = re.search(r"pid=([0-9a-f]+)", rest)[1]
+                elif kind == "new_thread" and "process=ffffffff" in asking.get(thread, "") and "tid=" in rest:
+                    owner[re.search(r"tid=([0-9a-f]+)", rest)[1]] = owner.get(thread)
+                continue
+            asking[thread] = rest
+            if 'name=L"vdipc-floor-orders"' in rest:
+                served.add(owner.get(thread))
+            if 'name=L"vdipc-floor-count-to"' in rest:
+                break
+            if client is not None:
+                counted[owner.get(thread), kind] += 1
+            if 'name=L"vdipc-floor-count-from"' in rest:
+                client = owner.get(thread)
+        else:
+            sys.exit("floor.py: no mark in the protocol of Wine's server")
+        for (process, kind), number in counted.items():
+            # The services of Wine go about their own business meanwhile.
+            if process in served:
+                (self.client if process == client else self.host)[kind] += number / count
+
+    def total(self):
+        return sum(self.host.values()) + sum(self.client.values())
+
+
 def count_requests(bench, operation, program):
-    what, _, keypads, counts = OPERATIONS[operation]
-    totals = []
-    for count in counts:
-        log = os.path.join(bench.folder, "requests.txt")
+    """The middle one of three runs, by their totals."""
+    what, _, keypads, count = operation
+    log = os.path.join(bench.folder, "requests.txt")
+    runs = []
+    for _ in range(3):
         bench.start_server(log)
         bench.run(program, what, count, max(keypads, count) if keypads > 1 else keypads)
         bench.stop_server()
-        # "0024: create_event( ... )" is a request; "0024: create_event() = 0 {...}" its answer.
         with open(log, encoding="latin-1") as file:
-            totals.append(sum(1 for line in file if re.match(r"[0-9a-f]{4}: [a-z_]+\(", line) and "() = " not in line))
+            runs.append(Requests(file, count))
         os.remove(log)
-    return (totals[1] - totals[0]) / (counts[1] - counts[0])
+    return sorted(runs, key=Requests.total)[1]
+
+
+def print_requests(requests, programs):
+    print("\nRequests to Wine's server, of host + client:\n")
+    print("| | " + " | ".join(programs) + " |")
+    print("|---|" + "---:|" * len(programs))
+    for name, counted in requests.items():
+        print(f"| {name} | " + " | ".join(f"{sum(one.host.values()):.1f} + {sum(one.client.values()):.1f} = {one.total():.1f}"
+                                          for one in counted) + " |")
+    print("\nBy kind:\n")
+    print("| | | host | client |")
+    print("|---|---|---|---|")
+    for name, counted in requests.items():
+        for program, one in zip(programs, counted):
+            kinds = [", ".join(f"{kind} {number:.1f}" for kind, number in sorted(part.items()) if number >= 0.05)
+                     for part in (one.host, one.client)]
+            print(f"| {name} | {program} | " + " | ".join(kinds) + " |")
 
 
 def main():
@@ -193,10 +254,10 @@ def main():
         bench.stop_server()
         requests = {}
         if not arguments.no_requests:
-            for name in chosen:
-                if OPERATIONS[name][3]:
-                    requests[name] = [count_requests(bench, name, program) for program in programs if program != "srw again"]
-                    say(f"requests of {name} counted")
+            counted = {name: OPERATIONS[name] for name in chosen if OPERATIONS[name][3]}
+            for name, operation in {**counted, "the measurement itself, an order": THE_ORDER}.items():
+                requests[name] = [count_requests(bench, operation, program) for program in programs if program != "srw again"]
+                say(f"requests of {name} counted")
     finally:
         bench.stop_server()
 
@@ -215,8 +276,10 @@ def main():
     for name in chosen:
         row = [f"{statistics.median(times[name][program]):,.1f}" for program in shown]
         row += [ratio(name, program, to) for program, to in pairs]
-        row.append(" / ".join(f"{value:.1f}" for value in requests[name]) if name in requests else "")
+        row.append(" / ".join(f"{one.total():.1f}" for one in requests[name]) if name in requests else "")
         print(f"| {name} | " + " | ".join(row) + " |")
+    if requests:
+        print_requests(requests, shown)
     print("\nleast, middle and most of five runs: " + "; ".join(
         f"{key} " + " ".join(f"{value:.1f}" for value in values) for key, values in costs.items()))
     print(f"\n{arguments.rounds} rounds; load of the machine at the end: {os.getloadavg()[0]:.1f}")

@@ -4,6 +4,8 @@
 //   vdipc_floor host ours|std|srw KEYPADS [LINES]   serves until it is told to end
 //   vdipc_floor cost KEYPADS                        prints what start, keypads and stop cost the library
 //   vdipc_floor client WHAT COUNT KEYPADS ours|bare measures, prints one line of microseconds, ends the host
+//
+// WHAT is ping, key, flood, ask, arrive, or order: an order that does nothing, which shows what the measurement itself takes.
 #include "bench/floor/Bare.h"
 #include "bench/floor/Closed.h"
 #include "bench/floor/Lines.h"
@@ -33,6 +35,8 @@ constexpr char kAskAll[] = R"({"command": "ask", "id": "a", "device": "0", "type
                            R"("row1": "2 + 2 = ?", "row2": "A 3  B 4", "row3": "C 5  D 6", "custom": "q1"})";
 constexpr std::int32_t kKeyB = 2;
 constexpr DWORD kPatience = 120000;  // milliseconds
+constexpr wchar_t kCountFrom[] = L"vdipc-floor-count-from";
+constexpr wchar_t kCountTo[] = L"vdipc-floor-count-to";
 
 // ---- host
 
@@ -40,13 +44,15 @@ constexpr DWORD kPatience = 120000;  // milliseconds
 void ServeOrders(Signals& signals, const std::function<void(std::uint32_t)>& press,
                  const std::function<void(std::uint32_t)>& arrive) {
     while (true) {
-        signals.Take();
-        const Orders& orders = signals.orders();
-        if (orders.order == Order::End) {
+        const Task task = signals.Take();
+        if (task.order == Order::End) {
             return;
         }
-        for (std::uint32_t keypad = orders.first; keypad < orders.first + orders.count; ++keypad) {
-            (orders.order == Order::Press ? press : arrive)(keypad);
+        if (task.order == Order::Nothing) {
+            continue;
+        }
+        for (std::uint32_t keypad = task.first; keypad < task.first + task.count; ++keypad) {
+            (task.order == Order::Press ? press : arrive)(keypad);
         }
     }
 }
@@ -139,8 +145,13 @@ public:
         }
     }
 
-    void WaitForEvent(const std::string& name) {
-        while (Receive().find("\"event\" : \"" + name + "\"") == std::string::npos) {
+    /// The next event of this name.
+    std::string WaitForEvent(const std::string& name) {
+        while (true) {
+            std::string text = Receive();
+            if (text.find("\"event\" : \"" + name + "\"") != std::string::npos) {
+                return text;
+            }
         }
     }
 
@@ -184,6 +195,13 @@ void Arrive(Client& client, Signals& signals, std::uint32_t first, std::uint32_t
     }
 }
 
+/// Shows in the protocol of Wine's server where counting begins and ends. The event stays open: closing it would count.
+void Mark(const wchar_t* name) {
+    if (CreateEventW(nullptr, FALSE, FALSE, name) == nullptr) {
+        throw std::runtime_error("no event");
+    }
+}
+
 int Measure(const std::vector<std::string>& words) {
     const std::string& what = words.at(1);
     const auto count = static_cast<std::uint32_t>(std::stoul(words.at(2)));
@@ -191,12 +209,16 @@ int Measure(const std::vector<std::string>& words) {
     const bool ours = words.at(4) == "ours";
     Signals signals;
     Client client;
+    signals.WaitUntilServed(kPatience / 4);  // floor.py waits no longer than 90 s
     if (ours) {
         client.Send(kFrameTypeJson, kFrameCommandJson, kInit);
         client.WaitForEvent("device-inited");
     }
+    Sleep(
+        200);  // the library makes its window for USB notices behind that event, which is no part of any operation
     std::vector<double> times;
     if (what == "ping") {
+        Mark(kCountFrom);
         for (std::uint32_t i = 0; i < count; ++i) {
             const std::int64_t begin = Now();
             client.Send(kFrameTypePing, kFrameCommandPing, "");
@@ -208,14 +230,25 @@ int Measure(const std::vector<std::string>& words) {
             times.push_back(AskAll(client, signals, keypads));
         }
     } else if (what == "arrive") {
-        const std::int64_t begin = Now();
+        Mark(kCountFrom);
         Arrive(client, signals, 1, count);
-        times.push_back(Microseconds(Now() - begin) / count);
+        times.push_back(Microseconds(Now() - signals.orders().begun) / count);
+    } else if (what == "order") {
+        Mark(kCountFrom);
+        for (std::uint32_t i = 0; i < count; ++i) {
+            const std::int64_t begin = Now();
+            signals.Give(Order::Nothing, 0, 0);
+            signals.WaitUntilDone();
+            times.push_back(Microseconds(Now() - begin));
+        }
     } else {
         // Each keypad answers once a question.
         for (std::uint32_t done = 0; done < count; done += keypads) {
             if (ours) {
                 AskAll(client, signals, keypads);
+            }
+            if (done == 0) {
+                Mark(kCountFrom);
             }
             const std::uint32_t round = std::min(keypads, count - done);
             if (what == "flood") {
@@ -228,11 +261,15 @@ int Measure(const std::vector<std::string>& words) {
             }
             for (std::uint32_t keypad = 1; keypad <= round; ++keypad) {
                 signals.Give(Order::Press, keypad, 1);
-                client.WaitForEvent("key-pressed");
+                const std::string event = client.WaitForEvent("key-pressed");
                 times.push_back(Microseconds(Now() - signals.orders().begun));
+                if (event.find("\"device\" : \"" + std::to_string(keypad) + "\"") == std::string::npos) {
+                    throw std::runtime_error("another key came than the one that was pressed: " + event);
+                }
             }
         }
     }
+    Mark(kCountTo);
     std::printf("%.3f\n", Middle(times));
     std::fflush(stdout);
     if (count == 1) {
