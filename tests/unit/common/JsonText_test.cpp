@@ -1,5 +1,8 @@
 #include "common/JsonText.h"
 
+#include "unit/pipe/RefusedAllocation.h"
+
+#include <cstddef>
 #include <sstream>
 #include <string>
 
@@ -46,6 +49,31 @@ TEST(JsonText, StyledText_IsTheTextThatTheLibraryItselfGives) {
     ASSERT_TRUE(Parses("{\"param\": // why\n{\"a\": 1}}", &root));
     EXPECT_EQ(StyledText(root["param"]), root["param"].toStyledString());
     EXPECT_EQ(StyledText(root["param"]).front(), '\n');
+}
+
+/// Allocations of an action on this thread, once it has been done before.
+template <typename Action>
+std::size_t AllocationsOf(Action action) {
+    action();
+    const std::size_t before = test::AllocationsOfThread();
+    action();
+    return test::AllocationsOfThread() - before;
+}
+
+TEST(JsonText, ReaderAndWriter_AreSetUpOnceAndNotForEachText) {
+    if (!test::CanRefuseAllocation()) {
+        GTEST_SKIP() << "the allocation functions are the sanitizer's";
+    }
+    Json::Value root;
+    const std::size_t reader = AllocationsOf([] { const Json::CharReaderBuilder builder; });
+    EXPECT_LT(AllocationsOf([&] { ParseJson("7", &root); }), reader);
+    EXPECT_LT(AllocationsOf([&] {
+                  std::istringstream stream("7");
+                  ParseJson(stream, &root);
+              }),
+              reader);
+    const std::size_t writer = AllocationsOf([] { const Json::StreamWriterBuilder builder; });
+    EXPECT_LT(AllocationsOf([&] { StyledText(root); }), writer);
 }
 
 TEST(JsonText, StyledTextWithoutItsLineBreak_IsWhatAFileHolds) {
