@@ -537,10 +537,17 @@ Chart::Asking& Chart::AskingOf(const std::shared_ptr<const Command>& ask) {
     return questions_[found->second];
 }
 
-Chart::Asking* Chart::Find(const Question* question) {
-    const Command* const ask = question != nullptr ? question->ask.get() : nullptr;
+Chart::Asking* Chart::AskingMetBy(const Fact& fact) {
+    const Command* const ask = fact.question != nullptr ? fact.question->ask.get() : nullptr;
     const auto found = question_of_.find(ask);
-    return ask != nullptr && found != question_of_.end() ? &questions_[found->second] : nullptr;
+    if (ask == nullptr || found == question_of_.end()) {
+        return nullptr;
+    }
+    Asking& asking = questions_[found->second];
+    if (asking.asked.empty()) {
+        asking.asked.emplace(fact.receiver, std::string(fact.device));
+    }
+    return &asking;
 }
 
 void Chart::CloseQuestions(const std::string& device, const Mark& at, const std::string& how) {
@@ -564,13 +571,16 @@ void Chart::DrawQuestions(const Mark& at) {
         const Mark& end = asking.end.IsSet() ? asking.end : at;
         Thing thing = Span(ThingKind::Question, asking.begin, end, text_.Name(asking.ask->custom));
         thing.lines.push_back(asking.ask->received);
+        // Whether it was logged on may stand before the log begins.
+        const bool unknown = asking.asked.empty() && asking.ask->device != "0" && !story_->RunIsWhole();
         thing.sentence =
             "The question " + QuestionText(asking.ask.get()) + " stood " + FromTo(asking.begin, end) +
-            (asking.closed.empty() ? "" : ", " + asking.closed) + ": " + std::to_string(asking.asked.size()) +
-            (asking.asked.size() == 1 ? " keypad was asked, " : " keypads were asked, ") +
+            (asking.closed.empty() ? "" : ", " + asking.closed) + ": " +
+            (unknown ? std::string("whether the keypad was logged on is unknown, ")
+                     : CountText(asking.asked.size(), "keypad was asked, ", "keypads were asked, ")) +
             std::to_string(asking.answered.size()) + " answered, " + std::to_string(asking.silent) +
             (asking.silent == 1 ? " press or recording" : " presses and recordings") + " had no effect.";
-        thing.state = asking.asked.empty() ? ThingState::Failed : ThingState::Plain;
+        thing.state = asking.asked.empty() && !unknown ? ThingState::Failed : ThingState::Plain;
         const bool for_all = asking.ask->device == "0";
         thing.lane = LaneOf(LaneGroup::Questions, for_all ? 0 : 1, for_all ? "For all" : "For one keypad");
         Add(std::move(thing), asking.ask->device, asking.ask->custom);
@@ -638,7 +648,7 @@ void Chart::CloseLogon(bool station, const std::string& device, const Mark& at, 
 
 void Chart::CountAnswer(const Fact& fact, const Mark& at) {
     const Place place(fact.receiver, std::string(fact.device));
-    if (Asking* const asking = Find(fact.question)) {
+    if (Asking* const asking = AskingMetBy(fact)) {
         asking->answered.insert(place);
     }
     if (const auto asked = asked_.find(place); asked != asked_.end() && !asked->second.answered.IsSet()) {
@@ -647,7 +657,7 @@ void Chart::CountAnswer(const Fact& fact, const Mark& at) {
 }
 
 void Chart::CountSilence(const Fact& fact) {
-    if (Asking* const asking = Find(fact.question)) {
+    if (Asking* const asking = AskingMetBy(fact)) {
         ++asking->silent;
     }
 }
@@ -676,6 +686,7 @@ void Chart::OnPress(const Fact& fact) {
         }
         break;
     case Outcome::Held:
+        AskingMetBy(fact);
         thing.state = ThingState::Held;
         thing.sentence = subject + "kept until T confirms, for " + QuestionText(ask) + ".";
         if (KeyName(press.key) == "F") {

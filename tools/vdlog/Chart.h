@@ -151,7 +151,8 @@ private:
     void OnReceiver(const Fact& fact);
 
     Asking& AskingOf(const std::shared_ptr<const Command>& ask);
-    Asking* Find(const Question* question);
+    /// The question that a press or a recording met; one keypad's counts as asked by that, logged on or not.
+    Asking* AskingMetBy(const Fact& fact);
     void CountAnswer(const Fact& fact, const Mark& at);
     void CountSilence(const Fact& fact);
     void CloseQuestions(const std::string& device, const Mark& at, const std::string& how);

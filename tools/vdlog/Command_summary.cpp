@@ -42,6 +42,8 @@ struct QuestionCount {
     std::uint64_t events = 0;
     std::uint64_t silent = 0;
     std::uint64_t recordings = 0;
+    /// It is for one keypad, and nothing in this log says whether that was logged on.
+    bool asked_unknown = false;
 };
 
 struct Visit {
@@ -233,6 +235,7 @@ public:
             ++run_.recording_ends[EndOf(*fact.recording)];
             if (QuestionCount* const question = Find(fact.question)) {
                 ++question->recordings;
+                CountAsAsked(*question, fact);
                 if (fact.recording->event.IsSet()) {
                     CountAnswer(*question, fact);
                 }
@@ -365,6 +368,7 @@ private:
             fresh.type = fact.command->type;
             fresh.custom = fact.command->custom;
             fresh.device = fact.command->device;
+            fresh.asked_unknown = !story_->RunIsWhole() && fresh.device != "0";
             live_.emplace_back(fact.question->ask, std::move(fresh));
             ++run_.question_count;
             if (live_.size() > kLiveQuestions) {
@@ -375,14 +379,28 @@ private:
         if (fact.device != "0") {
             const Keypad* const keypad = story_->FindKeypad(fact.receiver, fact.device);
             if (keypad != nullptr && keypad->logged_on) {
-                question->keypads.insert(std::string(NameOf(fact.receiver)) + " " + std::string(fact.device));
+                question->keypads.insert(PlaceOf(fact));
             }
+            question->asked_unknown = question->asked_unknown &&
+                                      (keypad == nullptr || (!keypad->logged_on && !keypad->logoff.IsSet()));
+        }
+    }
+
+    static std::string PlaceOf(const Fact& fact) {
+        return std::string(NameOf(fact.receiver)) + " " + std::string(fact.device);
+    }
+
+    /// What comes to a question of one keypad proves that it was asked, logged on or not.
+    static void CountAsAsked(QuestionCount& question, const Fact& fact) {
+        question.asked_unknown = false;
+        if (question.keypads.empty()) {
+            question.keypads.insert(PlaceOf(fact));
         }
     }
 
     static void CountAnswer(QuestionCount& question, const Fact& fact) {
         ++question.events;
-        question.answered.insert(std::string(NameOf(fact.receiver)) + " " + std::string(fact.device));
+        question.answered.insert(PlaceOf(fact));
     }
 
     void Retire() {
@@ -400,6 +418,9 @@ private:
 
     void OnPress(const Fact& fact) {
         QuestionCount* const question = Find(fact.question);
+        if (question != nullptr) {
+            CountAsAsked(*question, fact);
+        }
         if (fact.press->outcome == Outcome::Event) {
             ++run_.press_events;
             if (question != nullptr) {
@@ -477,7 +498,8 @@ private:
                 TimeText(question.asked.time) + "  " + NameOf(question.type) + " \"" +
                     text_.Name(question.custom) + "\" for " +
                     (question.device == "0" ? "all" : "keypad " + text_.Device(question.device)) + ": " +
-                    std::to_string(question.asked_count) + " asked, " +
+                    (question.asked_unknown ? "unknown whether it was logged on, "
+                                            : std::to_string(question.asked_count) + " asked, ") +
                     std::to_string(question.answered_count) + " answered" +
                     (question.events > question.answered_count
                          ? " (" + CountText(question.events, "event", "events") + ")"
@@ -578,7 +600,9 @@ private:
             one["type"] = NameOf(question.type);
             one["custom"] = text_.Name(question.custom);
             one["device"] = text_.Device(question.device);
-            one["asked"] = static_cast<Json::UInt64>(question.asked_count);
+            one["asked"] = question.asked_unknown
+                               ? Json::Value()
+                               : Json::Value(static_cast<Json::UInt64>(question.asked_count));
             one["answered"] = static_cast<Json::UInt64>(question.answered_count);
             one["events"] = static_cast<Json::UInt64>(question.events);
             one["without_effect"] = static_cast<Json::UInt64>(question.silent);

@@ -95,6 +95,43 @@ TEST(SummaryCommand, LogThatBeginsLater_CallsUnknownWhatItDoesNotHave) {
     EXPECT_TRUE(run["clients"][0]["lost"].asBool());
 }
 
+TEST(SummaryCommand, QuestionForOneKeypadInLogThatBeginsLater_SaysWhatIsKnown) {
+    const auto ask = [](LogText& log, const std::string& custom, const std::string& device) {
+        log.Ask(AskJson("single-choice", custom, device), device);
+    };
+    LogText log;
+    ask(log, "answered", "7");
+    log.StationKey("7", 2).Found("7", true).Finished("7", false).Filtered(0, 2, true);
+    log.KeyEvent("7", "B", "answered");
+    ask(log, "silent", "8");
+    log.StationKey("8", 9).Found("8", true).Finished("8", false).Filtered(0, 9, false);
+    ask(log, "unheard", "9");
+    log.StationLogon("5", false);
+    ask(log, "gone", "5");
+    const std::string out = Vdlog({"summary"}, log.Text()).out;
+    for (const char* const words :
+         {"\"answered\" for keypad 7: 1 asked, 1 answered\n",
+          "\"silent\" for keypad 8: 1 asked, 0 answered, 1 pressed without effect\n",
+          "\"unheard\" for keypad 9: unknown whether it was logged on, 0 answered\n",
+          "\"gone\" for keypad 5: 0 asked, 0 answered\n"}) {
+        EXPECT_NE(out.find(words), std::string::npos) << words << "\n" << out;
+    }
+    const Json::Value questions =
+        ParsedJson(Vdlog({"summary", "--json"}, log.Text()).out)["runs"][0]["questions"];
+    EXPECT_EQ(questions[0]["asked"], 1);
+    EXPECT_TRUE(questions[2]["asked"].isNull());
+    EXPECT_EQ(questions[3]["asked"], 0);
+    const std::string page = Vdlog({"timeline", "-o", "-"}, log.Text()).out;
+    EXPECT_NE(page.find("1 keypad was asked, 1 answered, 0 presses"), std::string::npos);
+    EXPECT_NE(page.find("whether the keypad was logged on is unknown, 0 answered"), std::string::npos);
+    // Where the log begins with the run, there is nothing that it doesn't know.
+    LogText whole;
+    whole.Start().Client().Init(1, "\"RV2\"");
+    ask(whole, "nobody", "9");
+    EXPECT_NE(Vdlog({"summary"}, whole.Text()).out.find("\"nobody\" for keypad 9: 0 asked, 0 answered\n"),
+              std::string::npos);
+}
+
 TEST(SummaryCommand, RunWithoutItsLastLines_SaysWhatItDidLast) {
     LogText log;
     log.Start().Client().Init(1, "\"RV2\"");

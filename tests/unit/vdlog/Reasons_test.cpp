@@ -198,9 +198,7 @@ TEST(Reasons, StopForAllWithoutAQuestion_LeavesAKeypadUnasked) {
 TEST(Reasons, OlderQuestion_TookTheKey) {
     LogText log = Station();
     log.StationLogon("2").Ask(AskJson("single-choice", "old"), "0", {"2"});
-    log.Line("VoteDeckObject_RV2::OnKeypadConnect::<lambda>::operator ():54 task begin ushDeviceId=2, "
-             "bConnect=false");
-    log.Ask(AskJson("single-choice", "new"), "0").StationLogon("2");
+    log.StationLogon("2", false).Ask(AskJson("single-choice", "new"), "0").StationLogon("2");
     log.StationKey("2", 2)
         .Found("2", true)
         .Finished("2", false)

@@ -102,10 +102,10 @@ LogText& LogText::Ask(const std::string& json, const std::string& device,
     return *this;
 }
 
-LogText& LogText::StationLogon(const std::string& device) {
-    Line("VoteDeckObject_RV2::OnKeypadConnect:52 ushDeviceId=" + device + ", bConnect=true", 0x300, "Info");
-    return Line("VoteDeckObject_RV2::OnKeypadConnect::<lambda>::operator ():54 task begin ushDeviceId=" +
-                device + ", bConnect=true");
+LogText& LogText::StationLogon(const std::string& device, bool on) {
+    const std::string values = "ushDeviceId=" + device + ", bConnect=" + (on ? "true" : "false");
+    Line("VoteDeckObject_RV2::OnKeypadConnect:52 " + values, 0x300, "Info");
+    return Line("VoteDeckObject_RV2::OnKeypadConnect::<lambda>::operator ():54 task begin " + values);
 }
 
 LogText& LogText::StationKey(const std::string& device, int key) {

@@ -31,7 +31,7 @@ public:
     /// The parts of all five receivers of a question; `logged_on` are those of the station.
     LogText& Ask(const std::string& json, const std::string& device,
                  const std::vector<std::string>& logged_on = {});
-    LogText& StationLogon(const std::string& device);
+    LogText& StationLogon(const std::string& device, bool on = true);
     LogText& StationKey(const std::string& device, int key);  // both lines
     LogText& Found(const std::string& device, bool found);
     LogText& Finished(const std::string& device, bool finished);
