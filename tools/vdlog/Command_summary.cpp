@@ -1,6 +1,7 @@
 // One screen for each run: who was there, what was asked, what became of it.
 #include "tools/vdlog/Commands.h"
 #include "tools/vdlog/Input.h"
+#include "tools/vdlog/Quote.h"
 #include "tools/vdlog/Reasons.h"
 #include "tools/vdlog/Text.h"
 
@@ -59,6 +60,13 @@ struct Change {
     std::string reason;
 };
 
+/// Warnings of one kind.
+struct WarningCount {
+    std::uint64_t count = 0;
+    std::string text;  // with "..." for values that differ
+    Mark last;
+};
+
 struct RunCount {
     std::string version;
     Mark begin;
@@ -86,7 +94,7 @@ struct RunCount {
     std::map<std::string, std::uint64_t> dropped;
     std::uint64_t events = 0;
     std::uint64_t lost_events = 0;
-    std::map<std::string, std::uint64_t> warnings;
+    std::map<std::string, WarningCount> warnings;  // by function and text of the table of known lines
     std::map<std::string, std::uint64_t> unknown;
     std::uint64_t foreign = 0;
 };
@@ -277,9 +285,7 @@ public:
             run_.lost_events += fact.number == 1 ? 1 : 0;
             break;
         case FactKind::Warning:
-            if (run_.warnings.size() < kKeptKinds) {
-                ++run_.warnings[std::string(fact.device) + ": " + std::string(fact.text)];
-            }
+            OnWarning(fact);
             break;
         case FactKind::UnknownLine:
             if (run_.unknown.size() < kKeptKinds) {
@@ -416,6 +422,20 @@ private:
         }
     }
 
+    void OnWarning(const Fact& fact) {
+        WarningCount& warning = run_.warnings[std::string(fact.device) + ": " + std::string(fact.text)];
+        const std::string text = QuoteText(*fact.line, text_);
+        if (warning.count++ == 0) {
+            warning.text = text;
+        } else if (warning.text != text) {
+            warning.text = fact.text;
+            for (std::size_t place = 0; (place = warning.text.find("{}")) != std::string::npos;) {
+                warning.text.replace(place, 2, "...");
+            }
+        }
+        warning.last = fact.at;
+    }
+
     void OnPress(const Fact& fact) {
         QuestionCount* const question = Find(fact.question);
         if (question != nullptr) {
@@ -529,8 +549,19 @@ private:
             std::to_string(run_.events) +
                 (run_.lost_events > 0 ? "; " + std::to_string(run_.lost_events) + " while no client was there"
                                       : ""));
-        PrintKinds("Warnings", run_.warnings);
-        PrintKinds("Unknown", run_.unknown);
+        Kinds warnings;
+        for (const auto& [kind, warning] : run_.warnings) {
+            warnings.emplace_back(warning.count, kind.substr(0, kind.find(": ") + 2) + warning.text +
+                                                     (warning.count > 1 ? " (the last: " : " (") +
+                                                     LinesText({warning.last}, options_.files.size() > 1) +
+                                                     ")");
+        }
+        PrintKinds("Warnings", std::move(warnings));
+        Kinds unknown;
+        for (const auto& [function, count] : run_.unknown) {
+            unknown.emplace_back(count, text_.Shown(function));
+        }
+        PrintKinds("Unknown", std::move(unknown));
         if (run_.foreign > 0) {
             Row("Others", CountText(run_.foreign, "line", "lines") + " of another form");
         }
@@ -545,18 +576,16 @@ private:
         }
     }
 
-    void PrintKinds(const char* name, const std::map<std::string, std::uint64_t>& kinds) {
-        std::vector<std::pair<std::uint64_t, std::string>> sorted;
-        for (const auto& [what, count] : kinds) {
-            sorted.emplace_back(count, what);
-        }
-        std::stable_sort(sorted.begin(), sorted.end(),
+    using Kinds = std::vector<std::pair<std::uint64_t, std::string>>;  // each with its count
+
+    void PrintKinds(const char* name, Kinds kinds) {
+        std::stable_sort(kinds.begin(), kinds.end(),
                          [](const auto& a, const auto& b) { return a.first > b.first; });
-        for (std::size_t i = 0; i < sorted.size() && i < kShownKinds; ++i) {
-            Row(i == 0 ? name : "", std::to_string(sorted[i].first) + " x " + text_.Shown(sorted[i].second));
+        for (std::size_t i = 0; i < kinds.size() && i < kShownKinds; ++i) {
+            Row(i == 0 ? name : "", std::to_string(kinds[i].first) + " x " + kinds[i].second);
         }
-        if (sorted.size() > kShownKinds) {
-            Row("", "... and " + std::to_string(sorted.size() - kShownKinds) + " kinds more");
+        if (kinds.size() > kShownKinds) {
+            Row("", "... and " + std::to_string(kinds.size() - kShownKinds) + " kinds more");
         }
     }
 
@@ -636,7 +665,10 @@ private:
         counts("recording_ends", run_.recording_ends);
         counts("request_ends", run_.request_ends);
         counts("commands_dropped", run_.dropped);
-        counts("warnings", run_.warnings);
+        run["warnings"] = Json::objectValue;
+        for (const auto& [kind, warning] : run_.warnings) {
+            run["warnings"][kind] = static_cast<Json::UInt64>(warning.count);
+        }
         counts("unknown_lines", run_.unknown);
         Json::StreamWriterBuilder builder;
         builder["indentation"] = "";

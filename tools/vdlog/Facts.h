@@ -214,7 +214,7 @@ enum class FactKind : std::uint8_t {
     QuestionClosed,  // receiver, device, question
     LettersLost,     // receiver, device, question: letters that were never confirmed
     Rows,            // receiver, device; text: the rows for the display, as the log has them
-    Warning,         // text: a line of level Warn or above, which nothing else accounts for
+    Warning,         // line: of level Warn or above; text: its row in the table of known lines
     Foreign,         // text: a line of another form
     UnknownLine,     // text; device: the function's name
 };
@@ -232,6 +232,7 @@ struct Fact {
     const Press* press = nullptr;
     const Recording* recording = nullptr;
     const Request* request = nullptr;
+    const LogLine* line = nullptr;
 };
 
 class FactSink {

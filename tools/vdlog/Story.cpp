@@ -180,6 +180,7 @@ void Story::OnLine(const LogLine& line) {
         fact.at = line.at;
         fact.device = line.function;
         fact.text = reading.row->text;
+        fact.line = &line;
         Emit(fact);
     }
     // A process that is ended takes its objects down on the thread that ended it: that is no doing of the library.

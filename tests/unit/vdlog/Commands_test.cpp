@@ -132,6 +132,36 @@ TEST(SummaryCommand, QuestionForOneKeypadInLogThatBeginsLater_SaysWhatIsKnown) {
               std::string::npos);
 }
 
+TEST(SummaryCommand, Warnings_AreReadableAndLeadToTheirLines) {
+    const auto warn = [](LogText& log, const std::string& text) {
+        log.Line(text, LogText::kTaskThread, "Warn");
+    };
+    LogText log;
+    log.Start();
+    warn(log, "PipeIO::Read:42 ReadFile failed, error_code=109");
+    warn(log, "PipeIO::Write:69 WriteFile failed, error_code=232");
+    warn(log, "PipeIO::Read:42 ReadFile failed, error_code=109");
+    warn(log, "PipeIO::Write:69 WriteFile failed, error_code=6");
+    warn(log, "PipeIO::Write:69 WriteFile failed, error_code=232");
+    warn(log, "IpcHandler::SaveActiveDevices:26 open file failed. file_path=C:\\SECRET\\devices.json");
+    const std::string out = Vdlog({"summary"}, log.Text()).out;
+    for (const char* const words :
+         {"3 x PipeIO::Write: WriteFile failed, error_code=... (the last: line 7)\n",
+          "2 x PipeIO::Read: ReadFile failed, error_code=109 (the last: line 5)\n",
+          "1 x IpcHandler::SaveActiveDevices: open file failed. file_path=C:\\SECRET\\devices.json (line "
+          "8)\n"}) {
+        EXPECT_NE(out.find(words), std::string::npos) << words << "\n" << out;
+    }
+    EXPECT_EQ(out.find("{}"), std::string::npos) << out;
+    EXPECT_EQ(Vdlog({"summary", "--redact"}, log.Text()).out.find("SECRET"), std::string::npos);
+    // Several logs have each a line of that number.
+    const std::string second =
+        Vdlog({"summary"}, std::vector<std::string>{SmallClass().Text(), log.Text()}).out;
+    EXPECT_NE(second.find("(the last: line 2:7)"), std::string::npos) << second;
+    const Json::Value run = ParsedJson(Vdlog({"summary", "--json"}, log.Text()).out)["runs"][0];
+    EXPECT_EQ(run["warnings"]["PipeIO::Write: WriteFile failed, error_code={}"], 3);
+}
+
 TEST(SummaryCommand, RunWithoutItsLastLines_SaysWhatItDidLast) {
     LogText log;
     log.Start().Client().Init(1, "\"RV2\"");
