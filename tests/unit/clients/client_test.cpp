@@ -262,7 +262,7 @@ TEST_F(ClientTest, LostConnectionWithoutReconnecting_IsTheLastThing) {
 
 TEST_F(ClientTest, PipeThatNobodyServesAnyMore_IsGivenUp) {
     ClientOptions options;
-    options.ping_timeout = milliseconds(200);
+    options.ping_timeout = milliseconds(3000);  // the first connection has to be served within it
     options.reconnect_pause = milliseconds(10);
     Meet(options);
     server_.HangUp();

@@ -158,7 +158,7 @@ TEST_F(HandlerStorm, PingsRecordsAndLines_AreAllThere) {
 
 TEST_F(HandlerStorm, StopInTheMidst_EndsAndRunsOrKeepsEveryTask) {
     EXPECT_GE(Seen().stop, std::chrono::milliseconds(1990));
-    EXPECT_LT(Seen().stop, std::chrono::seconds(20));
+    EXPECT_LT(Seen().stop, std::chrono::seconds(120));
     EXPECT_TRUE(Seen().closed_by_handler);
     EXPECT_TRUE(Seen().decks_deleted);
     int posted = Seen().other_posts_at_stop;

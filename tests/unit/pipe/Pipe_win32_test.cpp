@@ -224,7 +224,9 @@ TEST(PipeOperations, OperationThatIsDone_IsTakenAgainAsIfItWereNew) {
 TEST(PipeOperations, ReadThatStopGivesUp_IsKeptUntilItsPipeIsClosed) {
     const test::LogCapture log;
     const std::size_t before = PendingOperations();
-    {
+    // Nobody can watch a read become pending; where the stop was quicker, there is another go.
+    std::size_t given_up = before;
+    for (int i = 0; i < 20 && given_up == before; ++i) {
         const auto pair = test::MakePipePair();
         PipeIO io(pair->server, nullptr, nullptr);
         while (PipeIOAccess::ReadEvent(io) == nullptr) {
@@ -232,8 +234,9 @@ TEST(PipeOperations, ReadThatStopGivesUp_IsKeptUntilItsPipeIsClosed) {
         }
         std::this_thread::sleep_for(std::chrono::milliseconds(100));
         io.Stop();
-        EXPECT_EQ(PendingOperations(), before + 1) << log.Text();
+        given_up = PendingOperations();
     }
+    EXPECT_EQ(given_up, before + 1) << log.Text();
     // Whatever operation is released next looks after those that are done.
     EXPECT_TRUE(log.WaitFor("ReadThread end"));
     ReleaseOperation(nullptr);
