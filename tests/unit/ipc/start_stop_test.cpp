@@ -69,6 +69,11 @@ TEST_F(HandlerStartAndStop, SettingTheStatusCallback_IsOneTraceLine) {
     EXPECT_EQ(log().Lines()[0].level, LogLevel::Trace);
     EXPECT_EQ(log().Lines()[0].function, "IpcHandler::SetVoteDecksStatusChangedCallback");
     EXPECT_EQ(log().Lines()[0].rest, "");
+    // Its task adds no line of its own to the report's.
+    EXPECT_EQ(Access::RunTasks(handler()), 1u);
+    ASSERT_EQ(log().Lines().size(), 2u) << log().Text();
+    EXPECT_EQ(log().Lines()[1].level, LogLevel::Trace);
+    EXPECT_EQ(log().Lines()[1].function, "IpcHandler::NotifyVoteDecksStatusChanged");
 }
 
 TEST_F(HandlerStartAndStop, TaskLoop_LooksAtItsFlagOnlyBehindATask) {
