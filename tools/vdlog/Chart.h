@@ -17,6 +17,7 @@
 #include <memory>
 #include <set>
 #include <string>
+#include <tuple>
 #include <unordered_map>
 #include <utility>
 #include <vector>
@@ -113,7 +114,9 @@ private:
         LaneGroup group;
         std::int64_t order;
         std::string name;
-        auto operator<=>(const LaneKey&) const = default;
+        bool operator<(const LaneKey& other) const {
+            return std::tie(group, order, name) < std::tie(other.group, other.order, other.name);
+        }
     };
     /// A question of the client. Those that are closed still count answers, until the run ends.
     struct Asking {

@@ -154,23 +154,25 @@ private:
         return text;
     }
 
-    void Line(char mark, const Entry* a, const Entry* b) {
+    /// Something that is on one side, where the other is null, or on both.
+    void Line(char mark, const Entry* a, const Entry* b, const Entry& entry) {
         const char* const color = !options_.color || mark == ' ' ? "" : mark == 'A' ? "\x1b[31m" : "\x1b[32m";
-        out_ << color << mark << " " << Where(a) << " | " << Where(b) << "  " << Event(a != nullptr ? *a : *b)
+        out_ << color << mark << " " << Where(a) << " | " << Where(b) << "  " << Event(entry)
              << (*color != '\0' ? "\x1b[0m" : "") << "\n";
     }
 
     void Show(const Pair& pair, const Difference& difference, std::size_t from) {
         const std::size_t before = std::min(kContext, difference.a - from);
         for (std::size_t i = before; i > 0; --i) {
-            Line(' ', pair.a[difference.a - i], pair.b[difference.b - i]);
+            const Entry* const entry = pair.a[difference.a - i];
+            Line(' ', entry, pair.b[difference.b - i], *entry);
         }
         const std::size_t most = options_.all ? pair.a.size() + pair.b.size() : 20;
         for (std::size_t i = 0; i < std::min(difference.a_count, most); ++i) {
-            Line('A', pair.a[difference.a + i], nullptr);
+            Line('A', pair.a[difference.a + i], nullptr, *pair.a[difference.a + i]);
         }
         for (std::size_t i = 0; i < std::min(difference.b_count, most); ++i) {
-            Line('B', nullptr, pair.b[difference.b + i]);
+            Line('B', nullptr, pair.b[difference.b + i], *pair.b[difference.b + i]);
         }
         if (difference.a_count > most || difference.b_count > most) {
             out_ << "  ... (--all shows the rest)\n";
