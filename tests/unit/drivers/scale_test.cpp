@@ -1,5 +1,6 @@
-// How often an object calls its closed library, and reports a change of its keypads, with any number of them: exact, where
-// times could only be guessed at.
+// How often an object calls its closed library, reports a change of its keypads and logs a line, with any number of them:
+// exact, where times could only be guessed at.
+#include "common/Log.h"
 #include "doubles/ClosedDoubles.h"
 #include "doubles/ManyKeypads.h"
 #include "messages/Commands.h"
@@ -19,6 +20,9 @@ using enum DeviceType;
 constexpr std::uint32_t kSizes[] = {2, 30, 1000};
 constexpr DeviceType kKinds[] = {TQ1, TQ2, RV1, RV2, LW};
 constexpr std::int32_t kKeyB = 2;
+
+// Of this thread: a base station has one that logs at its own times.
+thread_local std::uint64_t t_lines = 0;
 
 class Scale : public testing::Test {
 protected:
@@ -47,6 +51,15 @@ protected:
         ask.device = "0";
         ask.type = QuestionType::SingleChoice;
         keypads_->Object()->HandleAsk(ask);
+    }
+
+    /// Lines that an action logs.
+    std::uint64_t LinesOf(const std::function<void()>& action) {
+        t_lines = 0;
+        const LogHandler former = ExchangeLogHandler([](std::int32_t, const char*) { ++t_lines; });
+        action();
+        ExchangeLogHandler(former);
+        return t_lines;
     }
 
     /// Calls that an action makes, and changes that it reports.
@@ -113,6 +126,29 @@ TEST_F(Scale, ClearingOfTexts_ReachesEachKeypadOnce_DroppedOnesIncluded) {
         // A USB receiver is asked whether it is there, once for all activated keypads and once for each dropped one.
         EXPECT_EQ(CallsOf([this] { keypads_->Object()->ClearTextForAllDevices(); }, 0),
                   kind == RV2 ? count : count + 1 + dropped);
+    });
+}
+
+TEST_F(Scale, LogLines_AreTwoForEachKeypadOfAQuestion_AndAsManyForAKeyWhateverTheirNumber) {
+    ForAll([this](DeviceType kind, std::uint32_t count) {
+        EXPECT_EQ(LinesOf([this] { AskAll(); }), 2 * count + 9);
+        EXPECT_EQ(LinesOf([this, count] { keypads_->Key(count / 2, kKeyB); }), kind == RV1 ? 22u : 13u);
+        EXPECT_EQ(LinesOf([this, count] { keypads_->Arrive(count + 1); }), kind == TQ2 ? 8u : 7u);
+        CommandDrop drop;
+        drop.device = std::to_string(count);
+        // The first drop of LW opens its one question for all.
+        EXPECT_EQ(LinesOf([&] { keypads_->Object()->HandleDrop(drop); }), kind == RV2  ? 8u
+                                                                          : kind == LW ? 12u
+                                                                                       : 9u);
+    });
+}
+
+TEST_F(Scale, LogLinesOfAClearing_AreOneForEachKeypad_AndAnotherForADroppedOne) {
+    ForAll([this](DeviceType, std::uint32_t count) {
+        for (std::uint32_t keypad = 2; keypad <= count; keypad += 2) {
+            keypads_->MarkDropped(keypad);
+        }
+        EXPECT_EQ(LinesOf([this] { keypads_->Object()->ClearTextForAllDevices(); }), count + count / 2 + 2);
     });
 }
 
