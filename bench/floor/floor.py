@@ -23,7 +23,7 @@ PROGRAMS = ("ours", "std", "srw", "srw again")
 # what, how often, on how many keypads; how often for counting
 OPERATIONS = {
     "ping": ("ping", 2000, 1, 1000),
-    "key, one at a time": ("key", 300, 300, 300),
+    "key, one at a time": ("key", 1000, 1000, 300),
     "key, 1,000 at once": ("flood", 1000, 1000, 1000),
     "ask for all, 30": ("ask", 30, 30, None),
     "ask for all, 300": ("ask", 10, 300, None),
@@ -269,7 +269,8 @@ def main():
         return f"{middle:.2f} ({low:.2f} to {high:.2f})"
 
     shown = [program for program in programs if program != "srw again"]
-    pairs = [("ours", "std"), ("ours", "srw"), ("srw again", "srw")] + [("ours", "before")] * ("before" in programs)
+    pairs = [("ours", "std"), ("ours", "srw"), ("srw again", "srw")]
+    pairs += [("ours", "before"), ("before", "srw")] * ("before" in programs)
     columns = [f"{program}, us" for program in shown] + [f"{program} : {to}" for program, to in pairs]
     print("| | " + " | ".join(columns) + " | requests: " + " / ".join(shown) + " |")
     print("|---|" + "---:|" * len(shown) + "---|" * (len(pairs) + 1))
