@@ -80,10 +80,10 @@ private:
 
 /// Counts calls of one function of the system while it lives, on all threads but the one that made it, which is the
 /// client's.
-template <auto kFunction>
+template <typename Function, int kNumber>
 class CallCount;
-template <typename Result, typename... Arguments, Result (*kFunction)(Arguments...)>
-class CallCount<kFunction> {
+template <typename Result, typename... Arguments, int kNumber>
+class CallCount<Result(WINAPI*)(Arguments...), kNumber> {
 public:
     explicit CallCount(void** slot) : hook_(slot, &Count, &real_) {
         test_thread_ = GetCurrentThreadId();
@@ -94,29 +94,29 @@ public:
     }
 
 private:
-    static Result Count(Arguments... arguments) {
+    static Result WINAPI Count(Arguments... arguments) {
         calls_ += GetCurrentThreadId() != test_thread_ ? 1 : 0;
         return real_(arguments...);
     }
 
-    static inline Result (*real_)(Arguments...) = nullptr;
+    static inline Result(WINAPI* real_)(Arguments...) = nullptr;
     static inline std::atomic<DWORD> test_thread_{0};
     static inline std::atomic<std::uint32_t> calls_{0};
 
     ImportHook hook_;
 };
 
-/// What a frame costs the system.
+/// What a frame costs the system. Numbered, since some of the functions are of one type.
 struct SystemCalls {
-    CallCount<&::CreateEventW> create_event{&__imp_CreateEventW};
-    CallCount<&::SetEvent> set_event{&__imp_SetEvent};
-    CallCount<&::ReleaseSemaphore> release_semaphore{&__imp_ReleaseSemaphore};
-    CallCount<&::CloseHandle> close_handle{&__imp_CloseHandle};
-    CallCount<&::WaitForSingleObject> wait{&__imp_WaitForSingleObject};
-    CallCount<&::GetOverlappedResult> result{&__imp_GetOverlappedResult};
-    CallCount<&::ReadFile> read{&__imp_ReadFile};
-    CallCount<&::WriteFile> write{&__imp_WriteFile};
-    CallCount<&::WakeConditionVariable> wake{&__imp_WakeConditionVariable};
+    CallCount<decltype(&::CreateEventW), 1> create_event{&__imp_CreateEventW};
+    CallCount<decltype(&::SetEvent), 2> set_event{&__imp_SetEvent};
+    CallCount<decltype(&::ReleaseSemaphore), 3> release_semaphore{&__imp_ReleaseSemaphore};
+    CallCount<decltype(&::CloseHandle), 4> close_handle{&__imp_CloseHandle};
+    CallCount<decltype(&::WaitForSingleObject), 5> wait{&__imp_WaitForSingleObject};
+    CallCount<decltype(&::GetOverlappedResult), 6> result{&__imp_GetOverlappedResult};
+    CallCount<decltype(&::ReadFile), 7> read{&__imp_ReadFile};
+    CallCount<decltype(&::WriteFile), 8> write{&__imp_WriteFile};
+    CallCount<decltype(&::WakeConditionVariable), 9> wake{&__imp_WakeConditionVariable};
 };
 
 /// The whole handler on the real pipe, with a client, over doubles of the closed libraries.
