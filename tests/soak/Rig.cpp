@@ -18,7 +18,7 @@ constexpr const char* kRegistryValue = "using_channel";
 }  // namespace
 
 Client::Client() {
-    if (pipe_.Open(std::chrono::milliseconds(30000)) != client::ConnectResult::Connected) {
+    if (pipe_.Open(kPatience) != client::ConnectResult::Connected) {
         throw std::runtime_error("the pipe can't be opened: " + pipe_.LastError());
     }
     reader_ = std::thread([this] { ReadLoop(); });

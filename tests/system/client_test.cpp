@@ -54,7 +54,7 @@ TEST_F(ClientLibrarySystem, FirstExampleOfTheReadme_IsALesson) {
     Do(R"({"do":"connect","kind":"RV2","from":8,"to":8})");
     ASSERT_TRUE(WaitFor([&] { return said(3); }));
     Do(R"({"do":"key","kind":"RV2","keypad":7,"key":"C"})");
-    ASSERT_TRUE(example.Wait(30000));
+    ASSERT_TRUE(example.Wait(60000));
     EXPECT_EQ(example.ExitCode(), 0U);
     const std::vector<std::string> expected{"receivers ready: yes", "keypad 7 is there", "keypad 8 is there",
                                             "keypad 7 answers C"};

@@ -54,7 +54,7 @@ public:
     }
 
     tools::Process& TheProcess() { return host_->TheProcess(); }
-    bool WaitForEnd() { return host_->WaitForEnd(30000); }
+    bool WaitForEnd() { return host_->WaitForEnd(60000); }
     bool WaitForState(const std::string& state) {
         const bool said = WaitBriefly(
             [&] {

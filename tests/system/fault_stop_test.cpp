@@ -184,6 +184,7 @@ TEST_F(StopFaults, RecordingUnderEvaluation_LeavesTheOpenRequests) {
 
 TEST_F(StopFaults, ProbeScriptHanging_IsWaitedForTwoSeconds) {
     TestClient client;
+    std::size_t stops = 0;
     StopIn(
         "stop, the probe script hanging",
         [&](FaultRow&, std::size_t) {
@@ -194,6 +195,7 @@ TEST_F(StopFaults, ProbeScriptHanging_IsWaitedForTwoSeconds) {
         {kReadEvent + 1, 0, 0},
         [&] {
             EXPECT_TRUE(client.WaitUntilLost());
+            EXPECT_GE(CountInLog("CheckStatus timeout for rv2, skip."), ++stops) << "the look was broken off";
             Do(R"({"do":"station","state":"up","notice":false})");
         },
         Repeated(3));

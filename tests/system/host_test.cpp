@@ -113,7 +113,7 @@ TEST_F(HostSystem, KilledClient_NeverEndsTheHost) {
         client.WriteLine("init audio");
         ASSERT_TRUE(WaitFor([&answered] { return answered.load(); }));
         client.Kill();
-        ASSERT_TRUE(client.Wait(10000));
+        ASSERT_TRUE(client.Wait(60000));
         ASSERT_TRUE(WaitForLog("Read data error, terminate ReadThread", static_cast<std::size_t>(i) + 1));
     }
     TestClient client;
@@ -255,7 +255,7 @@ TEST_F(HostSystem, MissingLibrary_IsAClearError) {
     std::string errors;
     options.on_error = [&errors](const std::string& line) { errors += line; };
     Process process(options);
-    ASSERT_TRUE(process.Wait(30000));
+    ASSERT_TRUE(process.Wait(60000));
     EXPECT_EQ(process.ExitCode(), 1U);
     EXPECT_NE(errors.find("can't load C:\\no such place\\VDIPC.dll"), std::string::npos) << errors;
 }
@@ -267,7 +267,7 @@ TEST_F(HostSystem, LibraryOfTheLibraryMissing_IsNamed) {
     std::string errors;
     options.on_error = [&errors](const std::string& line) { errors += line; };
     Process process(options);
-    ASSERT_TRUE(process.Wait(30000));
+    ASSERT_TRUE(process.Wait(60000));
     EXPECT_EQ(process.ExitCode(), 1U);
     EXPECT_NE(errors.find("126"), std::string::npos) << errors;
     EXPECT_NE(errors.find("Not there: Trackwire.dll."), std::string::npos) << errors;
@@ -296,7 +296,7 @@ TEST_F(HostSystem, BlankInTheFoldersPath_StationIsNeverConnected) {
         client.Send("quit");
         EXPECT_TRUE(client.WaitUntilLost());
     }
-    EXPECT_TRUE(host.TheProcess().Wait(30000));
+    EXPECT_TRUE(host.TheProcess().Wait(60000));
     const std::lock_guard lock(mutex);
     EXPECT_NE(errors.find("holds a blank"), std::string::npos) << errors;
 }

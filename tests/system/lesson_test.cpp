@@ -24,7 +24,7 @@ protected:
         options.on_output = [this](const std::string& line) { output_ += line + "\n"; };
         options.on_error = [this](const std::string& line) { output_ += line + "\n"; };
         tools::Process process(options);
-        EXPECT_TRUE(process.Wait(170000));
+        EXPECT_TRUE(process.Wait(400000));
         CheckClientsEvents();
         return process.ExitCode();
     }

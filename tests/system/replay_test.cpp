@@ -22,7 +22,7 @@ protected:
         options.on_output = [this](const std::string& line) { output_ += line + "\n"; };
         options.on_error = options.on_output;
         tools::Process process(options);
-        ASSERT_TRUE(process.Wait(120000)) << output_;
+        ASSERT_TRUE(process.Wait(400000)) << output_;
         ASSERT_EQ(process.ExitCode(), 0U) << output_;
     }
 

@@ -57,7 +57,7 @@ void FaultClient::Write(const std::string& bytes, std::size_t times) {
 
 void FaultClient::Kill() {
     process_->Kill();
-    EXPECT_TRUE(process_->Wait(30000));
+    EXPECT_TRUE(process_->Wait(60000));
 }
 
 // ---- fixture --------------------------------------------------------------------------------------------------------

@@ -45,7 +45,7 @@ Replay PlayAgain(const std::string& log, const std::wstring& directory, bool fas
     options.on_error = options.on_output;
     {
         tools::Process process(options);
-        EXPECT_TRUE(process.Wait(150000)) << replay.output;
+        EXPECT_TRUE(process.Wait(400000)) << replay.output;
         if (process.IsRunning()) {
             return replay;
         }
