@@ -280,6 +280,79 @@ test('AccessibilityChecker_FindsNothing', async () => {
   }
 });
 
+test('TextsOnTheLanes_StandClearOfEachOtherAndOfMarks', async () => {
+  for (const width of [1920, 1280, 400]) {
+    const other = await browser.open(address(folder.file('lesson.html')), {viewport: {width, height: 860}});
+    // What is written on the lanes, where there is room for it, and where marks stand.
+    await other.evaluate(() => {
+      globalThis.texts = new Map();
+      globalThis.marks = new Map();
+      const on = CanvasRenderingContext2D.prototype;
+      const place = (context, x, y) => ({canvas: context.canvas.height, x, y: Math.round(context.getTransform().f / devicePixelRatio + y),
+        edge: context.canvas.clientWidth});
+      const tell = (name, hear) => {
+        const own = on[name];
+        on[name] = function told(...args) {
+          hear(this, ...args);
+          return own.apply(this, args);
+        };
+      };
+      tell('clearRect', (context, x, y, width) => {
+        for (const kept of width < context.canvas.clientWidth ? [] : [texts, marks]) {
+          for (const [key, {canvas}] of kept) {
+            if (canvas === context.canvas.height) {
+              kept.delete(key);
+            }
+          }
+        }
+      });
+      tell('fillText', (context, text, x, y) => {
+        if (context.textAlign === 'left' && text) {
+          texts.set(`${text} ${x} ${y}`, {text, length: context.measureText(text).width, ...place(context, x, y)});
+        }
+      });
+      tell('arc', (context, x, y, size) => marks.set(`${x} ${y}`, {size, ...place(context, x, y)}));
+      tell('moveTo', (context, x, y) => marks.set(`${x} ${y}`, {size: 5, ...place(context, x, y)}));
+    });
+    let seen = 0;
+    const check = async (zoomed) => {
+      await other.evaluate(() => new Promise((done) => { requestAnimationFrame(() => requestAnimationFrame(done)); }));
+      const {texts, marks} = await other.evaluate(() => ({texts: [...globalThis.texts.values()], marks: [...globalThis.marks.values()]}));
+      seen += texts.length;
+      for (const text of texts) {
+        const where = `"${text.text}" at ${text.x} of ${width}, zoomed ${zoomed} times`;
+        assert.ok(text.x + text.length <= text.edge + 0.5, `${where} runs over the edge`);
+        for (const {x, y, size} of marks.filter(({canvas}) => canvas === text.canvas)) {
+          assert.ok(Math.abs(y - text.y) > 8 || x + size < text.x || x - size > text.x + text.length, `${where} meets the mark at ${x}`);
+        }
+        for (const next of texts) {
+          assert.ok(next === text || next.canvas !== text.canvas || Math.abs(next.y - text.y) > 8 || next.x + next.length < text.x ||
+            next.x > text.x + text.length, `${where} meets "${next.text}" at ${next.x}`);
+        }
+      }
+    };
+    await other.getByRole('button', {name: /"device-inited" came again/}).click();
+    await other.locator('.entry').first().click();
+    for (let zoomed = 0; zoomed < 8; ++zoomed) {
+      await other.locator('#plot').focus();
+      await other.keyboard.press(zoomed === 0 ? 'Home' : '+');
+      await check(zoomed);
+    }
+    assert.ok(seen > 50, `${seen} texts on ${width}`);
+    await other.context().close();
+  }
+});
+
+test('NarrowPage_TellsKeypadsApart', async () => {
+  const other = await browser.open(address(folder.file('lesson.html')), {viewport: {width: 400, height: 860}});
+  await until('the lanes are drawn', async () => (await other.locator('.label').count()) > 10);
+  const labels = await other.locator('.label > span').evaluateAll((spans) =>
+    spans.map((span) => ({name: span.innerText, isCut: span.scrollWidth > span.clientWidth})));
+  assert.deepEqual(labels.filter(({name, isCut}) => /\d/.test(name) && isCut), []);
+  assert.ok(labels.some(({name}) => name === '1 (RV2)'), JSON.stringify(labels));
+  await other.context().close();
+});
+
 test('TextOfTheLog_IsNeverMarkup', async () => {
   const text = '</script><img src=x onerror=document.title=1><b>';
   writeFileSync(folder.file('strange.log'), readFileSync(log, 'latin1').replaceAll('"single"', `"${text}"`), 'latin1');

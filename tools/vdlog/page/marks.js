@@ -25,6 +25,21 @@ export function prepare(canvas, width, height) {
   return context;
 }
 
+/// As much of a text as fits, with a sign where it is cut; empty where nothing readable would be left.
+export function fitText(context, text, width) {
+  const whole = context.measureText(text).width;
+  if (whole <= width) {
+    return text;
+  }
+  const characters = [...text];
+  let cut = '';
+  let count = Math.floor(characters.length * width / whole);
+  do {
+    cut = `${characters.slice(0, count--).join('')}\u2026`;
+  } while (count > 0 && context.measureText(cut).width > width);
+  return count > 0 ? cut : '';
+}
+
 function polygon(context, points) {
   context.beginPath();
   points.forEach(([x, y], i) => (i === 0 ? context.moveTo(x, y) : context.lineTo(x, y)));

@@ -2,15 +2,22 @@
 import {h, setAttribute, setText, oncePerFrame} from '/common/dom.js';
 import {texts} from './texts.js';
 import {timeText, dateText, dayOf} from './log.js';
-import {prepare, readColours, drawMoment, drawSpan} from './marks.js';
+import {prepare, readColours, drawMoment, drawSpan, fitText} from './marks.js';
 
 const GROUP_HEIGHT = 22;
 const LANE_HEIGHT = 24;
 const ROW_HEIGHT = 20;
 const AXIS_HEIGHT = 26;
 const NEAR = 9;          // pixels within which a click meets
+const BESIDE = 9;        // pixels from a moment to its text; the ring of a chosen one stands between
 const DRAG = 4;          // pixels from which on a press is a drag
 const CLOSE = 30 * 1000; // milliseconds around something that is looked for
+
+/// A lane's name. On a narrow page a keypad's number and receiver have to do: they stand under "Keypads".
+function labelOf(lane) {
+  const [, word, rest] = lane.isKeypad && lane.name.match(/^(Keypad )(.*)$/) || [null, '', lane.name];
+  return [word && h('span', {class: 'word'}, word), rest];
+}
 
 export class Plot {
   #chosen = null;
@@ -169,7 +176,11 @@ export class Plot {
       const isNewDay = log.severalDays && dayOf(time) !== day;
       day = dayOf(time);
       const text = step >= 86400e3 ? dateText(time) : timeText(time, step < 1000);
-      context.fillText(isNewDay && step < 86400e3 ? `${dateText(time).slice(5)} ${text.slice(0, 5)}` : text, x + 3, AXIS_HEIGHT / 2 - 1);
+      const words = isNewDay && step < 86400e3 ? `${dateText(time).slice(5)} ${text.slice(0, 5)}` : text;
+      // Half a time would be another one.
+      if (x + 3 + context.measureText(words).width <= width) {
+        context.fillText(words, x + 3, AXIS_HEIGHT / 2 - 1);
+      }
     }
     context.clearRect(0, 0, gutter, AXIS_HEIGHT);
     context.fillStyle = colours.faint;
@@ -180,8 +191,7 @@ export class Plot {
     let label = this.#labels.get(place);
     if (!label) {
       label = place.lane
-        ? h('div', {class: 'label', role: 'listitem'}, h('span', {}, place.lane.name.replace(/ \(.*\)$/, ''),
-          h('span', {class: 'receiver'}, place.lane.name.match(/ \(.*\)$/)?.[0] ?? '')))
+        ? h('div', {class: 'label', role: 'listitem'}, h('span', {}, ...labelOf(place.lane)))
         : h('div', {class: 'label group', role: 'listitem'}, h('span', {}, this.log.data.groups[place.group]));
       label.style.height = `${place.height}px`;
       this.#labels.set(place, label);
@@ -231,23 +241,18 @@ export class Plot {
   }
 
   #drawSpanText(context, span, x, y, width) {
-    context.save();
-    context.beginPath();
-    context.rect(x, y - ROW_HEIGHT / 2, width - 3, ROW_HEIGHT);
-    context.clip();
     context.fillStyle = this.colours['on-mark'];
     context.font = '12px system-ui, sans-serif';
     context.textAlign = 'left';
     context.textBaseline = 'middle';
-    context.fillText(span.label, x + 5, y + 0.5);
-    context.restore();
+    context.fillText(fitText(context, span.label, width - 9), x + 5, y + 0.5);
   }
 
   #drawMoments(context, lane, gutter, y) {
     const {view, log} = this;
-    const room = 12 / view.width * view.length;
+    const beside = 12 / view.width * view.length;
     const shown = [];
-    lane.forEachMoment(view.begin - room, view.end + room, (thing) => {
+    lane.forEachMoment(view.begin - beside, view.end + beside, (thing) => {
       if (!log.isShown(thing)) {
         return;
       }
@@ -272,12 +277,17 @@ export class Plot {
       context.globalAlpha = log.dim[thing.index] ? 0.25 : 1;
       drawMoment(context, this.colours, thing.stateName === 'plain' && !lane.isKeypad ? 'neutral' : thing.stateName, gutter + x, y,
         size, thing.label);
-      if (lane.layers.length === 0 && !lane.isKeypad && free > 60) {
+      if (lane.layers.length === 0 && !lane.isKeypad) {
         context.fillStyle = this.colours.ink;
         context.font = '12px system-ui, sans-serif';
         context.textAlign = 'left';
         context.textBaseline = 'middle';
-        context.fillText(thing.label, gutter + x + 7, y + 0.5);
+        // Up to the next mark, or to the edge.
+        const room = Math.min((shown[i + 1]?.x ?? Infinity) - BESIDE, view.width - 2) - x - BESIDE;
+        const words = fitText(context, thing.label, room);
+        if (words === thing.label || room > 60) {
+          context.fillText(words, gutter + x + BESIDE, y + 0.5);
+        }
       }
       if (thing === this.#chosen) {
         context.strokeStyle = this.colours.accent;
