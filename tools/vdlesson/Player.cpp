@@ -1,5 +1,6 @@
 #include "tools/vdlesson/Player.h"
 
+#include "tools/common/Hex.h"
 #include "tools/common/WideText.h"
 #include "tools/vdlesson/Transcript.h"
 #include "vdipc/client/Connection.h"
@@ -17,18 +18,6 @@ namespace vdipc::tools {
 namespace {
 
 constexpr double kTurnPatience = 30.0;
-
-/// One block for `vdclient --raw`.
-std::string HexOf(const std::string& bytes) {
-    static constexpr char digits[] = "0123456789abcdef";
-    std::string hex;
-    for (const char c : bytes) {
-        const auto byte = static_cast<unsigned char>(c);
-        hex.push_back(digits[byte >> 4]);
-        hex.push_back(digits[byte & 15]);
-    }
-    return hex;
-}
 
 /// Whether there is such a pipe, held by a client or free. Opens nothing.
 bool IsPipeServed() {

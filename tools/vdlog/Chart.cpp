@@ -109,16 +109,11 @@ void Chart::Follow(const Story& story) {
 // ---- words ----------------------------------------------------------------------------------------------------------
 
 std::string Chart::KeypadText(const std::string& device, Receiver receiver) const {
-    return "Keypad " + text_.Device(device) +
-           (receiver == Receiver::None ? "" : std::string(" (") + NameOf(receiver) + ")");
+    return log::KeypadText(text_, device, receiver);
 }
 
 std::string Chart::QuestionText(const Command* ask) const {
-    if (ask == nullptr) {
-        return "a question from before the log begins";
-    }
-    return std::string(NameOf(ask->type)) + " \"" + text_.Name(ask->custom) + "\"" +
-           (ask->device == "0" ? std::string(" for all") : " for keypad " + text_.Device(ask->device));
+    return log::QuestionText(text_, ask, ask == nullptr ? "" : " for keypad " + text_.Device(ask->device));
 }
 
 // ---- lanes and things -----------------------------------------------------------------------------------------------

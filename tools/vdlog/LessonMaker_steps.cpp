@@ -1,6 +1,7 @@
 // What each task becomes in the lesson, and what is chosen where the log says too little.
 #include "tools/vdlog/LessonMaker.h"
 
+#include "tools/common/Hex.h"
 #include "tools/vdlog/Messages.h"
 
 #include <algorithm>
@@ -34,17 +35,6 @@ std::string KeyText(std::int64_t key) {
     return key >= 1 && key <= 9 ? std::string("\"") + kNames[key - 1] + "\"" : std::to_string(key);
 }
 
-std::string HexOf(std::string_view bytes) {
-    static constexpr char digits[] = "0123456789abcdef";
-    std::string hex;
-    for (const char c : bytes) {
-        const auto byte = static_cast<unsigned char>(c);
-        hex.push_back(digits[byte >> 4]);
-        hex.push_back(digits[byte & 15]);
-    }
-    return hex;
-}
-
 /// A frame with this text, as the pipe has it.
 std::string FrameHex(std::string_view text) {
     std::string frame;
@@ -53,7 +43,7 @@ std::string FrameHex(std::string_view text) {
             frame.push_back(static_cast<char>((field >> shift) & 0xFF));
         }
     }
-    return HexOf(frame) + HexOf(text);
+    return tools::HexOf(frame) + tools::HexOf(text);
 }
 
 /// Whether packages were lost at all.
@@ -178,9 +168,9 @@ void LessonMaker::SetInfo(std::vector<std::string>& before, Receiver receiver, c
         text = text_.Message(info);
         text = text.empty() ? text_.Private(info) : text;
     }
-    before.push_back(std::string("classroom {\"do\":\"device-info\",\"kind\":\"") + NameOf(receiver) + "\"," +
-                     (IsUtf8(text) ? "\"text\":" + JsonString(text) : "\"hex\":\"" + HexOf(text) + "\"") +
-                     "}");
+    before.push_back(
+        std::string("classroom {\"do\":\"device-info\",\"kind\":\"") + NameOf(receiver) + "\"," +
+        (IsUtf8(text) ? "\"text\":" + JsonString(text) : "\"hex\":\"" + tools::HexOf(text) + "\"") + "}");
 }
 
 /// A look at the station that changed something.

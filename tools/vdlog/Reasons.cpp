@@ -106,6 +106,19 @@ const char* TitleOf(Reason reason) {
     return kWords[static_cast<std::size_t>(reason)].title;
 }
 
+std::string KeypadText(const Text& text, std::string_view device, Receiver receiver) {
+    return "Keypad " + text.Device(device) +
+           (receiver == Receiver::None ? "" : std::string(" (") + NameOf(receiver) + ")");
+}
+
+std::string QuestionText(const Text& text, const Command* ask, const std::string& for_one) {
+    if (ask == nullptr) {
+        return "a question from before the log begins";
+    }
+    return std::string(NameOf(ask->type)) + " \"" + text.Name(ask->custom) + "\"" +
+           (ask->device == "0" ? " for all" : for_one);
+}
+
 std::string DurationText(std::int64_t milliseconds) {
     std::array<char, 64> text{};
     const auto all = static_cast<long long>(milliseconds);
@@ -138,17 +151,11 @@ std::string CountText(std::uint64_t count, const char* one, const char* more) {
 // ---- words ----------------------------------------------------------------------------------------------------------
 
 std::string Reasons::Subject(const Fact& fact, const std::string& did) const {
-    std::string subject = "Keypad " + text_.Device(fact.device);
-    subject += fact.receiver == Receiver::None ? "" : std::string(" (") + NameOf(fact.receiver) + ")";
-    return subject + " " + did + " at " + At(fact.at);
+    return KeypadText(text_, fact.device, fact.receiver) + " " + did + " at " + At(fact.at);
 }
 
 std::string Reasons::QuestionText(const Command* ask) const {
-    if (ask == nullptr) {
-        return "a question from before the log begins";
-    }
-    return std::string(NameOf(ask->type)) + " \"" + text_.Name(ask->custom) + "\"" +
-           (ask->device == "0" ? " for all" : " for this keypad");
+    return log::QuestionText(text_, ask, " for this keypad");
 }
 
 /// The name of a very long one stands behind the place where the log cuts its line.
@@ -354,9 +361,7 @@ void Reasons::Decide(const Place& place, Asked& asked, const Mark& until) {
     finding.custom = asked.ask->custom;
     finding.moment = asked.at;
     finding.lines = {asked.at, asked.down, until};
-    const std::string subject =
-        "Keypad " + text_.Device(place.second) +
-        (place.first == Receiver::None ? "" : std::string(" (") + NameOf(place.first) + ")");
+    const std::string subject = KeypadText(text_, place.second, place.first);
     const std::string what = QuestionText(asked.ask.get()) + ", asked at " + At(asked.at);
     if (place.first == Receiver::None) {
         finding.reason = Reason::NeverLoggedOn;
@@ -770,7 +775,7 @@ void Reasons::OnLettersLost(const Fact& fact) {
     finding.custom = question.ask != nullptr ? question.ask->custom : "";
     finding.moment = *question.letter_lines.begin();
     finding.lines = {question.asked, fact.at};
-    finding.sentence = "Keypad " + text_.Device(fact.device) + " (" + NameOf(fact.receiver) + ") pressed " +
+    finding.sentence = KeypadText(text_, fact.device, fact.receiver) + " pressed " +
                        (question.letters.empty() ? "letters" : question.letters) + " from " +
                        At(finding.moment) + " on: no event, because T never confirmed the choice for " +
                        QuestionText(question.ask.get()) + ", until " + At(fact.at) + ".";

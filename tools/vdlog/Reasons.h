@@ -12,6 +12,7 @@
 #include <map>
 #include <memory>
 #include <string>
+#include <string_view>
 #include <utility>
 #include <vector>
 
@@ -79,6 +80,10 @@ struct Finding {
     std::vector<Mark> lines;
 };
 
+/// "Keypad 7 (RV2)".
+std::string KeypadText(const Text& text, std::string_view device, Receiver receiver);
+/// "single-choice "q1"", and behind it " for all", or `for_one`.
+std::string QuestionText(const Text& text, const Command* ask, const std::string& for_one);
 /// "30 ms", "1.2 s", "3 min 5 s".
 std::string DurationText(std::int64_t milliseconds);
 /// "line 5", "lines 5 7"; with the files' numbers in front, "2:5", where there are several.

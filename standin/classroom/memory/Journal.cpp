@@ -121,17 +121,6 @@ std::string CompactJson(const Json::Value& value) {
     return Json::writeString(*builder, value);
 }
 
-std::string Hex(const std::string& bytes) {
-    static const char digits[] = "0123456789abcdef";
-    std::string hex;
-    for (const char c : bytes) {
-        const auto byte = static_cast<unsigned char>(c);
-        hex.push_back(digits[byte >> 4]);
-        hex.push_back(digits[byte & 15]);
-    }
-    return hex;
-}
-
 std::uint32_t Crc32(const void* data, std::size_t size) {
     static const auto* const table = [] {
         auto* const made = new std::uint32_t[256];

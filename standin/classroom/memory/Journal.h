@@ -60,7 +60,6 @@ private:
 
 /// JSON in one line, non-ASCII text as UTF-8.
 std::string CompactJson(const Json::Value& value);
-std::string Hex(const std::string& bytes);
 std::uint32_t Crc32(const void* data, std::size_t size);
 
 }  // namespace vdipc::classroom

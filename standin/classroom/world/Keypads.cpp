@@ -1,8 +1,8 @@
 #include "classroom/world/Keypads.h"
 
-#include "classroom/memory/Journal.h"
 #include "classroom/system/Platform.h"
 #include "classroom/world/World.h"
+#include "tools/common/Hex.h"
 
 namespace vdipc::classroom {
 namespace {
@@ -75,7 +75,7 @@ Json::Value SignallingToJson(const Signalling& signalling) {
 Json::Value RowToJson(Kind kind, const std::string& row) {
     Json::Value value;
     value["text"] = kind == Kind::LW ? ShownUtf8(row) : platform::Utf8FromActive(row);
-    value["hex"] = Hex(row);
+    value["hex"] = tools::HexOf(row);
     return value;
 }
 

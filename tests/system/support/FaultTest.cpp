@@ -1,5 +1,6 @@
 #include "tests/system/support/FaultTest.h"
 
+#include "tools/common/Hex.h"
 #include "tools/common/WideText.h"
 
 #include <httplib.h>
@@ -15,16 +16,6 @@ namespace {
 constexpr std::chrono::milliseconds kSettle{6};
 /// A ping that has no reply by then won't have one.
 constexpr std::chrono::milliseconds kUnserved{5000};
-
-std::string HexOf(const std::string& bytes) {
-    static constexpr char kDigits[] = "0123456789ABCDEF";
-    std::string hex;
-    for (const char c : bytes) {
-        hex += kDigits[static_cast<unsigned char>(c) >> 4];
-        hex += kDigits[static_cast<unsigned char>(c) & 15];
-    }
-    return hex;
-}
 
 }  // namespace
 
@@ -43,7 +34,7 @@ FaultClient::FaultClient() {
 
 void FaultClient::BeginWrite(const std::string& bytes, std::size_t times) {
     ++ordered_;
-    process_->WriteLine("repeat " + std::to_string(times) + " " + HexOf(bytes));
+    process_->WriteLine("repeat " + std::to_string(times) + " " + tools::HexOf(bytes));
 }
 
 bool FaultClient::WaitForWrites() {
