@@ -19,7 +19,7 @@ protected:
     std::uint32_t Play(const std::string& file, const std::vector<std::string>& more = {}) {
         tools::ProcessOptions options;
         options.executable = tools::OwnDirectory() + L"vdlesson.exe";
-        options.arguments = {file, "--directory", tools::Utf8FromWide(Directory()) + "\\lesson"};
+        options.arguments = {file, "--directory", tools::Utf8FromWide(Directory()) + "\\" + folder_};
         options.arguments.insert(options.arguments.end(), more.begin(), more.end());
         options.on_output = [this](const std::string& line) { output_ += line + "\n"; };
         options.on_error = [this](const std::string& line) { output_ += line + "\n"; };
@@ -31,7 +31,7 @@ protected:
 
     /// Holds every line that the lesson's clients printed against the schema: events all of them, no two with one id.
     void CheckClientsEvents() {
-        std::istringstream lines(GetFile("lesson\\client.jsonl"));
+        std::istringstream lines(GetFile(folder_ + "\\client.jsonl"));
         std::set<std::string> ids;
         events_ = 0;
         for (std::string line; std::getline(lines, line); ++events_) {
@@ -47,6 +47,7 @@ protected:
         return tools::Utf8FromWide(Directory()) + "\\" + name;
     }
 
+    std::string folder_ = "lesson";
     std::string output_;
     std::size_t events_ = 0;  // of the lesson that was played last
 };
@@ -79,6 +80,29 @@ TEST_F(LessonSystem, EventThatNeverComes_FailsWithItsLine) {
     EXPECT_NE(output_.find("LESSON FAILED: line 5: missing: event \"key-pressed\" {\"device\":\"4\"}"),
               std::string::npos)
         << output_;
+}
+
+TEST_F(LessonSystem, StationWhoseScriptCannotRun_IsToldWithTheFailure) {
+    const std::string hint =
+        "The base station is up, and its script, rv2.vbs beside the host, doesn't say so.";
+    // The script's path goes to wscript.exe without quotes.
+    folder_ = "a lesson";
+    const std::string file =
+        Written("refused.lesson",
+                "station up\nhost start\nclient start\nclient init audio\n"
+                "expect 60 device-inited {\"ready\": false}\nexpect 0.2 device-inited {\"ready\": true}\n");
+    EXPECT_EQ(Play(file), 1U);
+    EXPECT_NE(output_.find("LESSON FAILED: line 6: missing: event \"device-inited\""), std::string::npos)
+        << output_;
+    EXPECT_NE(output_.find(hint), std::string::npos) << output_;
+    // A station that is down says so itself.
+    output_.clear();
+    const std::string down =
+        Written("down.lesson",
+                "station no-usb\nhost start\nclient start\nclient init audio\n"
+                "expect 60 device-inited {\"ready\": false}\nexpect 0.2 device-inited {\"ready\": true}\n");
+    EXPECT_EQ(Play(down), 1U);
+    EXPECT_EQ(output_.find(hint), std::string::npos) << output_;
 }
 
 TEST_F(LessonSystem, EventThatNothingAccountsFor_Fails) {

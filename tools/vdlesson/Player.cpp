@@ -131,8 +131,27 @@ void Player::PlayStep(const Step& step) {
             break;
         }
     } catch (const std::exception& error) {
-        throw LessonFailure("line " + std::to_string(step.line) + ": " + error.what());
+        throw LessonFailure("line " + std::to_string(step.line) + ": " + error.what() + StationHint());
     }
+}
+
+std::string Player::StationHint() {
+    const std::filesystem::path state = std::filesystem::path(options_.directory) / L"rv2.state";
+    if (host_ == nullptr || lesson_.station != "up" || ReadWholeFile(state.wstring()) != "up" ||
+        CountLogged("rv2.0 init socket") > 0) {
+        return {};
+    }
+    // Each question has a line of its own, and so has its answer.
+    const std::size_t answers = CountLogged("rv2.0 usb not connected") + CountLogged("rv2.0 power off");
+    const bool waits = CountLogged("VoteDeckObject_RV2::Initialize:") > 2 * answers;
+    if (answers == 0 && !waits) {
+        return {};
+    }
+    return std::string(". The base station is up, and its script, rv2.vbs beside the host, ") +
+           (waits ? "hasn't answered" : "doesn't say so") +
+           ". Windows' wscript.exe has to run it: is VBScript switched off, or is there a blank in the "
+           "host's "
+           "path? A plain Wine can't: cmake/wine-run can";
 }
 
 void Player::StartHost(bool again) {

@@ -58,6 +58,8 @@ private:
     };
 
     void PlayStep(const Step& step);
+    /// What to look at where a step failed and the station, which is up, was never found so; empty elsewhere.
+    std::string StationHint();
     void StartHost(bool again);
     void EndHost(const Step& step);
     void LoseHost(const Step& step);
