@@ -61,7 +61,11 @@ public:
 private:
     void Read(const std::string& file, EventList& events) {
         Story story(events);
-        ReadLogs({file}, story, text_);
+        try {
+            ReadLogs({file}, story, text_);
+        } catch (const NoLog& problem) {
+            throw std::runtime_error(file + ": " + problem.what());  // it may be either
+        }
     }
 
     std::size_t NumberOf(const std::string& text) {

@@ -167,8 +167,8 @@ void ReadLines(const std::vector<std::string>& files, LineSink& sink, Text& text
         reader.EndFile();
     }
     if (!gate.any) {
-        throw std::runtime_error(
-            "no line here is of VDIPC's log, vote_deck.DATE.log beside the host's executable" + Hint(first));
+        throw NoLog("no line here is of VDIPC's log, vote_deck.DATE.log beside the host's executable" +
+                    Hint(first));
     }
 }
 

@@ -9,6 +9,7 @@
 #include <fstream>
 #include <iosfwd>
 #include <memory>
+#include <stdexcept>
 #include <string>
 #include <vector>
 
@@ -38,9 +39,14 @@ private:
     LineSink& sink_;
 };
 
+/// The files have no line of a log.
+class NoLog : public std::runtime_error {
+public:
+    using std::runtime_error::runtime_error;
+};
+
 /// Reads all files through, line by line; `text` meets each piece before its lines are given. On a terminal, progress goes to
-/// standard error for large ones. Raises std::runtime_error for a file that can't be read, and for files without any line of a
-/// log.
+/// standard error for large ones. Raises std::runtime_error for a file that can't be read, and NoLog.
 void ReadLines(const std::vector<std::string>& files, LineSink& sink, Text& text);
 
 /// The same, to the end of the story.

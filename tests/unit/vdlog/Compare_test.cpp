@@ -30,6 +30,20 @@ Printed Compare(const LogText& a, const LogText& b, const std::vector<std::strin
     return Vdlog(arguments, std::vector<std::string>{a.Text(), b.Text()});
 }
 
+TEST(CompareCommand, FileThatIsNoLog_IsNamed) {
+    const Folder folder;
+    LogText log;
+    const std::string good = folder.Write("good.log", log.Start().Text());
+    const std::string other = folder.Write("other.log", "Thread 12: x = 7\n");
+    for (const auto& arguments :
+         {std::vector{std::string("compare"), good, other}, {"compare", other, good}}) {
+        const Printed printed = RunVdlog(arguments);
+        EXPECT_EQ(printed.code, 2);
+        EXPECT_NE(printed.error.find("other.log: no line here is of VDIPC's log"), std::string::npos)
+            << printed.error;
+    }
+}
+
 TEST(CompareCommand, EqualEventsAtOtherTimes_AreEqual) {
     const Printed printed = Compare(Class({"1A", "2B"}), Class({"1A", "2B"}, 5000));
     EXPECT_EQ(printed.code, 0) << printed.out << printed.error;
