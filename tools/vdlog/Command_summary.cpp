@@ -58,6 +58,7 @@ struct Change {
     Receiver receiver;
     bool up;
     std::string reason;
+    bool before = false;  // it may have been so before the log began
 };
 
 /// Warnings of one kind.
@@ -217,8 +218,9 @@ public:
             break;
         case FactKind::ReceiverUp:
         case FactKind::ReceiverDown:
-            run_.changes.push_back(
-                {fact.at, fact.receiver, fact.kind == FactKind::ReceiverUp, std::string(fact.text)});
+            run_.changes.push_back({fact.at, fact.receiver, fact.kind == FactKind::ReceiverUp,
+                                    std::string(fact.text),
+                                    fact.kind == FactKind::ReceiverUp && fact.number == 1});
             ++run_.change_count;
             if (run_.changes.size() > kKeptTimes) {
                 run_.changes.pop_front();
@@ -494,7 +496,8 @@ private:
         PrintTimes(run_.changes.size(), receivers, [this](std::size_t i) {
             const Change& change = run_.changes[i];
             return std::string(NameOf(change.receiver)) + (change.up ? " up " : " down ") +
-                   TimeText(change.at.time) + (change.reason.empty() ? "" : " (" + change.reason + ")");
+                   (change.before ? "by " : "") + TimeText(change.at.time) +
+                   (change.reason.empty() ? "" : " (" + change.reason + ")");
         });
         Row("Receivers", receivers);
         std::string keypads;

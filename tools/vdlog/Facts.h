@@ -196,7 +196,7 @@ enum class FactKind : std::uint8_t {
     Ping,             // of the client
     DeviceInited,  // behind its EventSent; number: 0 by "init", 1 a receiver changed, 2 the station is still down
     EventUnwritten,  // a write that failed: the client didn't get an event
-    ReceiverUp,      // receiver
+    ReceiverUp,      // receiver; number: 1 where it may have been up before the log begins
     ReceiverDown,    // receiver; text: reason
     ReceiverLink,    // USB; number: 1 came, 0 went; the library's callback
     Logon,           // receiver, device; number: 1 from devices.json

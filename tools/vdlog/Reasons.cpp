@@ -92,8 +92,10 @@ bool Later(const Mark& one, const Mark& other) {
 }
 
 std::string ChangeText(const Fact& fact) {
-    return std::string(NameOf(fact.receiver)) +
-           (fact.kind == FactKind::ReceiverUp ? " came up" : " went down (" + std::string(fact.text) + ")");
+    return std::string(NameOf(fact.receiver)) + (fact.kind == FactKind::ReceiverDown
+                                                     ? " went down (" + std::string(fact.text) + ")"
+                                                 : fact.number == 1 ? " is up"
+                                                                    : " came up");
 }
 
 }  // namespace

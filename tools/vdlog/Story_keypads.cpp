@@ -44,6 +44,7 @@ void Story::SetReceiver(Receiver receiver, bool up, const Mark& at, std::string_
         return;
     }
     const bool was_up = state.up;
+    const bool was_known = run_is_whole_ || state.changed.IsSet();
     state.up = up;
     state.changed = at;
     state.reason = up ? std::string_view() : reason;
@@ -55,6 +56,7 @@ void Story::SetReceiver(Receiver receiver, bool up, const Mark& at, std::string_
     fact.at = at;
     fact.receiver = receiver;
     fact.text = up ? std::string_view() : reason;
+    fact.number = was_known ? 0 : 1;
     fact.command = task_ == Task::Command ? command_.get() : nullptr;
     Emit(fact);
 }

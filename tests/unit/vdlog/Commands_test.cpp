@@ -83,6 +83,16 @@ TEST(SummaryCommand, LogThatBeginsLater_CallsUnknownWhatItDoesNotHave) {
     there.Line("PipeServer::OnPipeDataReceived:61 msg received:{}", 0x2cc);
     const std::string met = Vdlog({"summary"}, there.Text()).out;
     EXPECT_NE(met.find("Clients     1: from before the log begins on\n"), std::string::npos) << met;
+    // What is ready may have been so before; an "init" takes it down first.
+    LogText again = log;
+    again.Line("IpcHandler::OnVoteDeckStatusChanged:88", LogText::kTaskThread, "Trace");
+    again.Event("\t\"avaliable-device\" : \n\t[\n\t\t\"RV2\"\n\t],\n\t\"event\" : \"device-inited\"");
+    const std::string came = Vdlog({"why"}, again.Text()).out;
+    EXPECT_NE(came.find("without an \"init\": RV2 is up.\n"), std::string::npos) << came;
+    EXPECT_NE(Vdlog({"summary"}, again.Text()).out.find("1 change: RV2 up by 10:00:00.00"),
+              std::string::npos);
+    there.Init(1, "\"RV2\"");
+    EXPECT_NE(Vdlog({"summary"}, there.Text()).out.find("1 change: RV2 up 10:00:00.0"), std::string::npos);
     log.LoseClient().Pass(1000).Client();
     const std::string lost = Vdlog({"summary"}, log.Text()).out;
     EXPECT_NE(
