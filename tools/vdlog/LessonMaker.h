@@ -171,6 +171,7 @@ private:
 
     LessonStep& Add(const std::string& text);
     void AddForKeypads(Receiver receiver, const std::string& what, const std::string& more);
+    void AwaitAll(LessonStep& step, std::uint64_t turns);
     void AddWait(LinePlace place, std::int64_t time, const std::string& text, bool timed = false);
     void Note(const std::string& words, const std::string& example = {});
     /// The receivers of the chosen group but for the station, in the order in which they are brought up.

@@ -81,6 +81,16 @@ void LessonMaker::AddForKeypads(Receiver receiver, const std::string& what, cons
     step.keypad = task_.device;
 }
 
+/// A change of a receiver. The library looks at the station by its clock, too, ahead of the tasks that wait, so what came before
+/// must have had its turn.
+void LessonMaker::AwaitAll(LessonStep& step, std::uint64_t turns) {
+    step.awaits_all = true;
+    if (turns > run_->turns_awaited) {
+        run_->turns_awaited = turns;
+        step.before.insert(step.before.begin(), "logged 60 x" + std::to_string(turns) + " task begin");
+    }
+}
+
 void LessonMaker::AddWait(LinePlace place, std::int64_t time, const std::string& text, bool timed) {
     run_->waits.push_back({place, time, text, timed});
 }
@@ -179,7 +189,7 @@ void LessonMaker::FinishCheck() {
         // Its script gave no answer in time, and the task thread was busy with it.
         LessonStep& step = Add("classroom 30 {\"do\":\"notice\",\"what\":\"nodes\"}");
         step.before.push_back("classroom {\"do\":\"station\",\"state\":\"hang\",\"notice\":false}");
-        step.awaits_all = true;
+        AwaitAll(step, run_->turns);
         step.time -= 2000;
         AddWait(task_.turn, task_.time,
                 "logged 30 x" + std::to_string(++run_->late_looks) + " CheckStatus timeout\nclassroom " +
@@ -203,7 +213,7 @@ void LessonMaker::FinishCheck() {
         }
     }
     station_ = state;
-    Add("classroom 30 " + StationText(state, true)).awaits_all = true;
+    AwaitAll(Add("classroom 30 " + StationText(state, true)), run_->turns);
 }
 
 void LessonMaker::FinishLink() {
@@ -246,7 +256,7 @@ void LessonMaker::FinishLink() {
     LessonStep& step = Add(std::string("classroom 30 {\"do\":\"link\",\"kind\":\"") + NameOf(receiver) +
                            "\",\"connected\":" + (task_.connected ? "true" : "false") + "}");
     step.before = std::move(before);
-    step.awaits_all = true;
+    AwaitAll(step, run_->turns - 1);
 }
 
 // ---- keypads --------------------------------------------------------------------------------------------------------

@@ -64,6 +64,7 @@ struct LessonRun {
     std::uint64_t timeouts = 0;
     std::uint64_t late_looks = 0;
     std::uint64_t turns = 0;
+    std::uint64_t turns_awaited = 0;  // by the last step that waits for all before it
     std::uint64_t events = 0;
 };
 

@@ -245,6 +245,26 @@ TEST(LessonCommand, LinksAndStation_MoveAsTheEventsSay) {
     EXPECT_LT(station, IndexOf(steps, "x2 IpcHandler::OnVoteDeckStatusChanged"));
 }
 
+TEST(LessonCommand, ReceiverThatChangesBehindAPress_WaitsForItsTurn) {
+    LogText log;
+    StartedInit(log).StationLogon("1").StationKey("1", 2).Found("1", false);
+    const auto changes = [&log](const char* reason) {
+        log.Line("VoteDeckObjectBase::SendEventRemoved:99", LogText::kTaskThread, "Trace");
+        log.Event(std::string("\t\"event\" : \"removed\",\n\t\"info\" : \"") + reason + '"');
+        log.Line("IpcHandler::OnVoteDeckStatusChanged:122", LogText::kTaskThread, "Trace");
+        log.Event("\t\"avaliable-device\" : null,\n\t\"event\" : \"device-inited\",\n\t\"id\" : \"1\"");
+    };
+    changes("no-power");
+    changes("not-connected");
+    const std::vector<std::string> steps = Steps(LessonOf(Stopped(log), {"--fast"}));
+    // Those of "init", the logon and the press; behind them nothing has come that the second change would wait for.
+    const std::size_t first = IndexOf(steps, R"("state":"no-power")");
+    EXPECT_EQ(steps[first - 1], "logged 60 x3 task begin");
+    EXPECT_LT(IndexOf(steps, R"("do":"key")"), first);
+    EXPECT_EQ(steps[IndexOf(steps, R"("state":"no-usb")") - 1],
+              "logged 60 x1 IpcHandler::OnVoteDeckStatusChanged");
+}
+
 /// A recording of keypad 1 that goes to the evaluator of one sentence.
 void Speak(LogText& log, const std::string& file) {
     log.Line("VoteDeckObject_RV2::OnKeypadAudioEvent:88 ushDeviceID=1", 0x300, "Info");
