@@ -59,7 +59,7 @@ for folder in sys.argv[1:]:
 for failure in failures:
     print(f"FAILED {failure}")
 if tried_twice:
-    print(f"{len(tried_twice)} tried a second time, since a host hung at its very end under Wine:")
+    print(f"{len(tried_twice)} tried a second time, since a process hung at its very end under Wine:")
     for name in tried_twice:
         print(f"  {name}")
 if skipped:

@@ -13,6 +13,9 @@ HUNG = ('unknown file: Failure\nC++ exception with description "vdhost.exe hangs
 OTHER = "/work/host_test.cpp:12: Failure\nExpected equality of these values:\n  1\n  2\n\n"
 END = "[==========] 1 test from 1 test suite ran. (1 ms total)\n[  FAILED  ] 1 test, listed below:\n\n 1 FAILED TEST\n"
 
+PASSED = "[==========] 9 tests from 2 test suites ran. (1 ms total)\n[  PASSED  ] 9 tests.\n"
+HUNG_ITSELF = "unit_ipc.exe hangs at its very end, behind its last word\n"
+
 HUNG_LESSON = "vdhost.exe hangs at its very end, behind its last word\n"
 
 
@@ -70,6 +73,30 @@ class SecondTry(unittest.TestCase):
             "binary.imports": HUNG + END,
             "soak.short": "seed 1 deviates\n"}), [])
 
+    def test_program_of_tests_that_passed_and_hung_at_its_end_is_tried_again(self):
+        system = HUNG_ITSELF.replace("unit_ipc", "system_tests")
+        self.assertEqual(self.tried_again({
+            "unit_ipc": PASSED + HUNG_ITSELF,
+            "unit_pipe_936": "MISUSE: of a test\n" + PASSED + "\n  YOU HAVE 1 DISABLED TEST\n\n" + HUNG_ITSELF,
+            "system.A.One": PASSED.replace("9", "1") + system}), ["unit_ipc", "unit_pipe_936", "system.A.One"])
+
+    def test_program_of_tests_in_which_one_failed_or_that_said_nothing_is_not(self):
+        self.assertEqual(self.tried_again({
+            "unit_ipc": OTHER + PASSED + "[  FAILED  ] 1 test, listed below:\n\n 1 FAILED TEST\n" + HUNG_ITSELF,
+            "unit_pipe": OTHER + PASSED + HUNG_ITSELF,
+            "unit_device": PASSED.replace("9", "0") + HUNG_ITSELF,
+            "unit_common": HUNG_ITSELF,
+            "unit_drivers": PASSED,
+            "system.A.One": OTHER + PASSED + HUNG_ITSELF}), [])
+
+    def test_program_of_tests_that_passed_at_its_second_end_counts(self):
+        listing(self.results, "ctest.xml", {"unit_ipc": PASSED + HUNG_ITSELF})
+        listing(self.results, "again.xml", {"unit_ipc": None})
+        with open(os.path.join(self.results, "unit_ipc.xml"), "w", encoding="utf-8") as file:
+            file.write('<testsuites><testsuite><testcase classname="A" name="B" status="run"/></testsuite></testsuites>')
+        code, lines = self.summary()
+        self.assertEqual((code, lines[-1]), (0, "1 passed, 0 failed"))
+
     def test_lesson_of_the_soak_is_tried_again_for_the_same_reason(self):
         self.assertEqual(self.tried_again({"soak.short": soak(HUNG_LESSON)}), ["soak.short"])
 
@@ -88,7 +115,7 @@ class SecondTry(unittest.TestCase):
         listing(self.results, "again.xml", {"system.A.One": None})
         code, lines = self.summary()
         self.assertEqual(code, 0)
-        self.assertEqual(lines, ["1 tried a second time, since a host hung at its very end under Wine:",
+        self.assertEqual(lines, ["1 tried a second time, since a process hung at its very end under Wine:",
                                  "  mingw-test: system.A.One", "2 passed, 0 failed"])
 
     def test_second_try_that_fails_has_failed(self):

@@ -1,0 +1,58 @@
+#!/usr/bin/env python3
+"""check_wine_run.py ROOT: what cmake/wine-run makes of a program's end, with programs of this machine in Wine's place."""
+import os
+import shutil
+import subprocess
+import sys
+import tempfile
+import unittest
+
+ROOT = sys.argv.pop()
+PASSED = "[==========] 2 tests from 1 test suite ran. (1 ms total)\\n[  PASSED  ] 2 tests.\\n"
+LAST_WORD = "unit_x.exe hangs at its very end, behind its last word\n"
+
+
+class WineRun(unittest.TestCase):
+    def setUp(self):
+        self.root = tempfile.TemporaryDirectory()
+        self.addCleanup(self.root.cleanup)
+        for name in ("wine-run", "wine-env.sh"):
+            os.makedirs(os.path.join(self.root.name, "cmake"), exist_ok=True)
+            shutil.copy(os.path.join(ROOT, "cmake", name), os.path.join(self.root.name, "cmake"))
+        prefix = os.path.join(self.root.name, "build", "wine")
+        for folder in ("dosdevices", "drive_c/windows"):
+            os.makedirs(os.path.join(prefix, folder))
+        for name in ("system.reg", ".update-timestamp", "vdipc-ready"):
+            open(os.path.join(prefix, name), "w", encoding="utf-8").close()
+        self.path = os.path.join(self.root.name, "path")
+        os.makedirs(self.path)
+        self.program("wineserver", "exit 0")
+
+    def program(self, name, lines):
+        path = os.path.join(self.path, name)
+        with open(path, "w", encoding="utf-8") as file:
+            file.write(f"#!/bin/bash\n{lines}\n")
+        os.chmod(path, 0o755)
+
+    def run_program(self, lines, seconds="60"):
+        # Wine's own services are started through the same program.
+        self.program("wine", f'[ "$1" != cmd ] || exit 0\n{lines}')
+        return subprocess.run([os.path.join(self.root.name, "cmake", "wine-run"), "unit_x.exe"], text=True, capture_output=True,
+                              timeout=120, env={"PATH": f"{self.path}:{os.environ['PATH']}", "VDIPC_WINE_EXCLUSIVE": "1",
+                                                "VDIPC_END_SECONDS": seconds})
+
+    def test_program_that_hangs_behind_its_last_word_is_ended_and_told(self):
+        ran = self.run_program(f"printf '{PASSED}'; exec sleep 100", seconds="4")
+        self.assertNotEqual(ran.returncode, 0)
+        self.assertTrue(ran.stdout.endswith("[  PASSED  ] 2 tests.\n" + LAST_WORD), ran.stdout)
+
+    def test_program_that_ends_is_left_alone(self):
+        ran = self.run_program(f"printf '{PASSED}'; sleep 1")
+        self.assertEqual((ran.returncode, ran.stdout.count(LAST_WORD)), (0, 0), ran.stdout)
+
+    def test_program_that_has_not_said_how_it_went_is_left_alone(self):
+        ran = self.run_program("echo '[ RUN      ] A.B'; sleep 10; exit 3", seconds="4")
+        self.assertEqual((ran.returncode, ran.stdout), (3, "[ RUN      ] A.B\n"))
+
+
+unittest.main()
