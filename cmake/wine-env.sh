@@ -69,7 +69,7 @@ vdipc_wine_take_slot() { # size of the pool
   done
   export WINEPREFIX=$pool/$vdipc_slot
   # Whoever was killed here may have left programs that serve the pipe.
-  [ ! -e "$pool/$vdipc_slot.running" ] || { wineserver -k; wineserver -w; } 8>&- >/dev/null 2>&1
+  [ ! -e "$pool/$vdipc_slot.running" ] || { wineserver -k || true; wineserver -w || true; } 8>&- >/dev/null 2>&1
   touch "$pool/$vdipc_slot.running"
   [ -e "$WINEPREFIX/vdipc-ready" ] && return 0
   (

@@ -54,5 +54,16 @@ class WineRun(unittest.TestCase):
         ran = self.run_program("echo '[ RUN      ] A.B'; sleep 10; exit 3", seconds="4")
         self.assertEqual((ran.returncode, ran.stdout), (3, "[ RUN      ] A.B\n"))
 
+    def test_prefix_that_somebody_left_behind_is_taken_by_a_script_that_ends_at_the_first_error_too(self):
+        os.makedirs(os.path.join(self.root.name, "build", "wine-pool"))
+        with open(os.path.join(self.root.name, "build", "wine-pool", "1.running"), "w", encoding="utf-8"):
+            pass
+        # As it answers where no server runs.
+        self.program("wineserver", "exit 1")
+        ran = subprocess.run(["bash", "-euo", "pipefail", "-c", f"root={self.root.name}; . $root/cmake/wine-env.sh; "
+                              "vdipc_wine_take_slot 1; echo $WINEPREFIX"], text=True, capture_output=True, timeout=60,
+                             env={"PATH": f"{self.path}:{os.environ['PATH']}"})
+        self.assertEqual(ran.stdout, os.path.join(self.root.name, "build", "wine-pool", "1") + "\n", ran.stderr)
+
 
 unittest.main()
