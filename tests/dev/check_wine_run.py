@@ -34,10 +34,10 @@ class WineRun(unittest.TestCase):
             file.write(f"#!/bin/bash\n{lines}\n")
         os.chmod(path, 0o755)
 
-    def run_program(self, lines, seconds="60"):
+    def run_program(self, lines, seconds="60", program="unit_x.exe"):
         # Wine's own services are started through the same program.
         self.program("wine", f'[ "$1" != cmd ] || exit 0\n{lines}')
-        return subprocess.run([os.path.join(self.root.name, "cmake", "wine-run"), "unit_x.exe"], text=True, capture_output=True,
+        return subprocess.run([os.path.join(self.root.name, "cmake", "wine-run"), program], text=True, capture_output=True,
                               timeout=120, env={"PATH": f"{self.path}:{os.environ['PATH']}", "VDIPC_WINE_EXCLUSIVE": "1",
                                                 "VDIPC_END_SECONDS": seconds})
 
@@ -53,6 +53,22 @@ class WineRun(unittest.TestCase):
     def test_program_that_has_not_said_how_it_went_is_left_alone(self):
         ran = self.run_program("echo '[ RUN      ] A.B'; sleep 10; exit 3", seconds="4")
         self.assertEqual((ran.returncode, ran.stdout), (3, "[ RUN      ] A.B\n"))
+
+    def test_tests_of_the_system_that_wine_did_not_start_are_started_again_once(self):
+        count = os.path.join(self.root.name, "count")
+        fails = f"echo >>{count}; [ $(wc -l <{count}) -ge 2 ] || exit 1; echo 'Note: it runs'"
+        ran = self.run_program(fails, program="system_tests.exe")
+        self.assertEqual((ran.returncode, ran.stdout), (0, "Note: it runs\n"), ran.stderr)
+        self.assertIn("started again", ran.stderr)
+        os.remove(count)
+        self.assertEqual(self.run_program(fails, program="unit_x.exe").returncode, 1)
+        os.remove(count)
+        ran = self.run_program(f"echo >>{count}; exit 1", program="system_tests.exe")
+        self.assertEqual(ran.returncode, 1)
+        with open(count, encoding="utf-8") as file:
+            self.assertEqual(len(file.readlines()), 2)
+        os.remove(count)
+        self.assertEqual(self.run_program(f"echo said; {fails}", program="system_tests.exe").returncode, 1)
 
     def test_prefix_that_somebody_left_behind_is_taken_by_a_script_that_ends_at_the_first_error_too(self):
         os.makedirs(os.path.join(self.root.name, "build", "wine-pool"))

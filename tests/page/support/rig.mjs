@@ -29,7 +29,10 @@ export async function until(what, condition, seconds = 90) {
 
 /// A Windows program, and what it wrote.
 class Program {
+  static all = [];
+
   constructor(args, environment) {
+    Program.all.push(this);
     this.output = '';
     this.process = spawn(join(root, 'cmake', 'wine-run'), args, {
       env: {...process.env, ...environment}, stdio: ['pipe', 'pipe', 'pipe'],
@@ -271,6 +274,11 @@ export class Browser {
 /// Ends whatever was started, all of it, and then tells the first failure.
 export async function endAll(...started) {
   const ends = await Promise.allSettled(started.map((one) => one?.end()));
+  // A script of the station's that hangs holds the ends of its host's pipes, and this program would wait for it.
+  for (const {process: program} of Program.all) {
+    program.stdout.destroy();
+    program.stderr.destroy();
+  }
   const failed = ends.find((end) => end.status === 'rejected');
   if (failed) {
     throw failed.reason;
