@@ -70,7 +70,9 @@ bool SignalEvent(EventHandle event) {
 }
 
 std::uint32_t WaitForEvent(EventHandle event, std::uint32_t milliseconds) {
-    return WaitForEitherEvent(event, event, milliseconds);
+    const std::uint32_t result = WaitForEitherEvent(event, event, milliseconds);
+    // A signal that comes between the looks at the two, which are one here, is seen by the second.
+    return result == 1 ? kWaitSignalled : result;
 }
 
 std::uint32_t WaitForEitherEvent(EventHandle first, EventHandle second, std::uint32_t milliseconds) {
